@@ -1,0 +1,72 @@
+#include "platform/log.h"
+
+#include <spdlog/spdlog.h>
+
+#include <utility>
+
+namespace zel {
+
+namespace {
+
+std::shared_ptr<spdlog::logger>& this_threads_logger() {
+    thread_local std::shared_ptr<spdlog::logger> logger;
+    return logger;
+}
+
+spdlog::level::level_enum library_level(log_level_e level) {
+    return static_cast<spdlog::level::level_enum>(level);
+}
+
+}  // namespace
+
+void log_base_s::guarded_format() noexcept {
+    try {
+        format();
+    } catch (const std::exception& error) {
+        text_.str(error.what());
+    } catch (...) {
+        text_.str("Unknown exeption in logger");
+    }
+}
+
+scope_logger::scope_logger(std::shared_ptr<spdlog::logger> logger, log_level_e level)
+    : logger_{std::move(logger)}, level_{level} {}
+
+scope_logger::scope_logger(const std::string& logger_name, log_level_e level)
+    : scope_logger{spdlog::get(logger_name), level} {}
+
+scope_logger::~scope_logger() {
+    const auto& current = this_threads_logger();
+    if (const auto& logger = current ? current : logger_) {
+        logger->log(library_level(level_), "{}", text());
+    }
+}
+
+log_error_s::~log_error_s() {
+    if (auto* const logger = spdlog::default_logger_raw()) {
+        logger->log(spdlog::level::err, "{}", text());
+    }
+}
+
+std::shared_ptr<spdlog::logger> current_logger() {
+    return this_threads_logger();
+}
+
+current_logger_scope_t::current_logger_scope_t(std::shared_ptr<spdlog::logger> logger)
+    : previous_{std::exchange(this_threads_logger(), std::move(logger))} {}
+
+current_logger_scope_t::~current_logger_scope_t() {
+    this_threads_logger() = std::move(previous_);
+}
+
+scope_tracer_t::scope_tracer_t(std::shared_ptr<spdlog::logger> logger, const char* file, const char* function,
+                               int line)
+    : logger_{std::move(logger)}, location_{std::string{file} + ':' + function + ':' + std::to_string(line)} {
+    scope_logger{logger_, log_level_e::debug} << "╔═══" << location_ << "═══╗";
+}
+
+scope_tracer_t::~scope_tracer_t() {
+    scope_logger{logger_, log_level_e::debug} << "╚═══" << location_ << "═══╝";
+}
+
+}  // namespace zel
