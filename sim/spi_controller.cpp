@@ -39,21 +39,21 @@ std::uint32_t spi_controller_t::read32(std::uint32_t offset) {
 std::uint32_t spi_controller_t::status() {
     constexpr std::uint32_t busy = 1U << 2;
     constexpr std::uint32_t done = 1U << 4;
-    if (faulty(spi_fault_e::busy_for_ever)) {
-        return busy;
-    }
     if (phase_ == phase_e::running) {
         if (busy_reads_left_ > 0) {
             --busy_reads_left_;
             return busy;
         }
         phase_ = phase_e::done;
-    }
-    if (phase_ == phase_e::done) {
+        ++link_.transfers;
+        link_.healthy_transfers -= link_.healthy_transfers > 0 ? 1 : 0;
         end_was_seen_ = true;
         return done;
     }
-    return 0;
+    if (faulty(spi_fault_e::busy_for_ever)) {
+        return busy;
+    }
+    return phase_ == phase_e::done ? done : 0;
 }
 
 void spi_controller_t::write32(std::uint32_t offset, std::uint32_t value) {
@@ -124,11 +124,9 @@ void spi_controller_t::start() {
     if (faulty(spi_fault_e::never_done)) {
         return;
     }
-    link_.healthy_transfers -= link_.healthy_transfers > 0 ? 1 : 0;
     phase_ = phase_e::running;
     busy_reads_left_ = link_.busy_reads;
     exchange(bits);
-    ++link_.transfers;
 }
 
 void spi_controller_t::exchange(unsigned bits) {
