@@ -5,22 +5,31 @@ if(CMAKE_CROSSCOMPILING OR FWSTATUS_STATIC)
   set(FWSTATUS_HEADER_ONLY ON)
 endif()
 
+# The headers of one library alone, through a directory that links to nothing else: naming /usr/include itself
+# would let the host's C library leak into a cross build.
+function(fwstatus_foreign_headers target header)
+  get_filename_component(folder ${header} DIRECTORY)
+  find_path(${target}_INCLUDE_DIR ${header} REQUIRED NO_CMAKE_FIND_ROOT_PATH)
+  file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/foreign/${folder}")
+  file(CREATE_LINK "${${target}_INCLUDE_DIR}/${folder}" "${PROJECT_BINARY_DIR}/foreign/${folder}/${folder}" SYMBOLIC)
+  target_include_directories(${target} SYSTEM INTERFACE "${PROJECT_BINARY_DIR}/foreign/${folder}")
+endfunction()
+
 # spdlog and fmt: the distribution's shared libraries, or their headers alone.
 add_library(fwstatus_spdlog INTERFACE)
 if(FWSTATUS_HEADER_ONLY)
-  find_path(SPDLOG_INCLUDE_DIR spdlog/spdlog.h REQUIRED)
-  target_include_directories(fwstatus_spdlog SYSTEM INTERFACE "${SPDLOG_INCLUDE_DIR}")
-  target_compile_definitions(fwstatus_spdlog INTERFACE SPDLOG_HEADER_ONLY SPDLOG_FMT_EXTERNAL FMT_HEADER_ONLY)
-  target_link_libraries(fwstatus_spdlog INTERFACE Threads::Threads)
+  fwstatus_foreign_headers(fwstatus_spdlog spdlog/spdlog.h)
+  add_library(fwstatus_fmt INTERFACE)
+  fwstatus_foreign_headers(fwstatus_fmt fmt/format.h)
+  target_compile_definitions(fwstatus_spdlog INTERFACE SPDLOG_FMT_EXTERNAL FMT_HEADER_ONLY)
+  target_link_libraries(fwstatus_spdlog INTERFACE fwstatus_fmt Threads::Threads)
 else()
   find_package(spdlog REQUIRED)
   target_link_libraries(fwstatus_spdlog INTERFACE spdlog::spdlog)
 endif()
 
-# RapidJSON is headers only; a file of that name tells that it is there.
-find_path(RAPIDJSON_INCLUDE_DIR rapidjson/document.h REQUIRED)
 add_library(fwstatus_rapidjson INTERFACE)
-target_include_directories(fwstatus_rapidjson SYSTEM INTERFACE "${RAPIDJSON_INCLUDE_DIR}")
+fwstatus_foreign_headers(fwstatus_rapidjson rapidjson/document.h)
 
 if(FWSTATUS_STATIC)
   add_compile_options(-ffunction-sections -fdata-sections)

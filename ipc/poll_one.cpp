@@ -18,7 +18,8 @@ int poll_one(pollfd& entry, int timeout_ms) {
         }
         if (timeout_ms > 0) {
             const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(clock_t::now() - start);
-            left_ms = static_cast<int>(std::max<std::chrono::milliseconds::rep>(0, timeout_ms - passed.count()));
+            left_ms =
+                static_cast<int>(std::max<std::chrono::milliseconds::rep>(0, timeout_ms - passed.count()));
         }
     }
 }

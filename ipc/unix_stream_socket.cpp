@@ -83,6 +83,7 @@ std::string unix_stream_socket_t::read_available() {
     return bytes;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it takes bytes off the stream
 std::size_t unix_stream_socket_t::append_available(std::string& bytes) {
     constexpr std::size_t enough = 65'536;
     std::array<char, 128> chunk;  // NOLINT(*-member-init): recv fills it

@@ -1,0 +1,21 @@
+#pragma once
+
+namespace zel {
+
+/// When a supervised process that has ended is started again. Any value above 2 counts as `after_failure`.
+enum failsafe_mode_e : unsigned {
+    never = 0,           ///< not at all
+    always = 1,          ///< however it ended
+    after_a_signal = 2,  ///< only when a signal ended it
+    after_failure = 3,   ///< unless it exited by itself with code 0
+};
+
+/// Forks the process that goes on to do the work and supervises it: waits for its end, removes its pid file
+/// ("/var/run/" + the program's name + ".pid") and, as `mode` says, starts another one second later.
+///
+/// Blocks in the parent. Log lines go to "eng_daemon".
+/// @param program_path  names the pid file by its last component; null when there is none.
+/// @return 0 in every (re)started child; 1 in the supervising parent when it stops supervising.
+[[nodiscard]] int failsafe(unsigned mode, const char* program_path);
+
+}  // namespace zel

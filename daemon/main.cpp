@@ -1,0 +1,34 @@
+#include "daemon/daemonize.h"
+#include "daemon/failsafe.h"
+#include "daemon/status_reporter.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+#include <chrono>
+
+namespace {
+
+constexpr useconds_t pass_period_us = 10'000;
+
+#ifdef FWSTATUS_FAILSAFE
+constexpr bool supervised = true;
+#else
+constexpr bool supervised = false;
+#endif
+
+}  // namespace
+
+// A fault on the way into the background ends the process abnormally, on purpose: nobody is left to tell.
+int main() {  // NOLINT(bugprone-exception-escape)
+    if (zel::daemonize() != 0) {
+        return 0;
+    }
+    if (supervised && zel::failsafe(zel::failsafe_mode_e::after_failure, program_invocation_name) != 0) {
+        return 1;
+    }
+    for (;;) {
+        firmware::status_reporter_t::instance().service(0);
+        ::usleep(pass_period_us);
+    }
+}

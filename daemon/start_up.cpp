@@ -1,0 +1,58 @@
+#include "io/control.h"
+#include "io/front_panel.h"
+#include "io/io_lx4s.h"
+#include "io/page_station.h"
+#include "io/system.h"
+#include "ipc/property_client.h"
+#include "platform/identity.h"
+#include "platform/logging.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+// Everything that happens before main, in the order in which it happens. No other file of the system defines
+// an object that is constructed before main; what the libraries need they construct on first use.
+
+namespace {
+
+// Started with a standard descriptor closed, the process would give its number to the first socket or device
+// it opens, and console lines would go there.
+void secure_standard_descriptors() {
+    int descriptor = ::open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = ::dup(descriptor);
+    }
+    if (descriptor > STDERR_FILENO) {
+        ::close(descriptor);
+    }
+}
+
+constexpr std::array module_loggers{"drv_io",  "drv_io_page_station", "drv_io_lx4s",
+                                    "lin_ipc", "lin_property",        "eng_daemon"};
+
+const struct before_main_t {
+    before_main_t() {
+        secure_standard_descriptors();
+
+        for (const auto* const name : module_loggers) {
+            zel::register_logger(name);
+        }
+        zel::setup_logging_with_environment(program_invocation_name, "");
+
+        zel::identify<zel::property_client_t>();
+
+        // Never destroyed: the process that detaches ends here and must leave the hardware to its child.
+        static const auto& hardware_root = *new io::system_t;
+        static_cast<void>(hardware_root);
+
+        io::control();
+        io::front_panel();
+        io::page_station();
+        io::serial_panel();
+    }
+} before_main;
+
+}  // namespace

@@ -1,0 +1,81 @@
+#include "daemon/status_reporter.h"
+
+#include "platform/paths.h"
+#include "platform/system_path.h"
+
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <string>
+
+namespace firmware {
+
+namespace {
+
+// "/usr/zel/www/fw_status.xml"
+std::string status_path() {
+    return zel::system_path(std::string{zel::paths::www_directory} + "fw_status.xml");
+}
+
+// A client whose connection failed is of no use: nobody tries again.
+std::unique_ptr<zel::unix_stream_socket_t> connect_notifications() {
+    auto client =
+        std::make_unique<zel::unix_stream_socket_t>(std::string{zel::paths::notification_service});
+    return client->connect() ? std::move(client) : nullptr;
+}
+
+}  // namespace
+
+status_reporter_t& status_reporter_t::instance() {
+    static auto& reporter = *new status_reporter_t;
+    return reporter;
+}
+
+// In this order: the display is probed with the tracker already subscribed, so that no change is missed while
+// a slow panel comes up.
+status_reporter_t::status_reporter_t()
+    : updater_{updater_t::instance()}, status_file_{status_path()},
+      display_mode_{probe_display()}, ipc_{connect_notifications()} {}
+
+void status_reporter_t::service(int timeout_ms) {
+    updater_.poll(timeout_ms);
+    write_status_file();
+    update_display();
+    notify_ipc();
+    last_state_ = updater_.state();
+}
+
+void status_reporter_t::write_status_file() {
+    status_file_.write(updater_.state_name(), updater_.progress(), updater_.detail());
+}
+
+void status_reporter_t::update_display() {
+    show_status(display_mode_, updater_.state_display_name(), updater_.progress(), updater_.detail());
+}
+
+void status_reporter_t::notify_ipc() {
+    if (!ipc_ || updater_.state() == update_state_e::idle) {
+        return;
+    }
+    if (last_state_ == update_state_e::idle) {
+        notify("fw_update_begin");
+    }
+    // Built in place: a pass does not allocate.
+    std::array<char, 64> text{};
+    const auto append = [&](char* at, std::string_view part) {
+        std::memcpy(at, part.data(), part.size());
+        return at + part.size();
+    };
+    char* end = append(append(text.data(), "fw_update_state "), updater_.state_display_name());
+    notify({text.data(), end});
+
+    end = append(text.data(), "fw_update_progress ");
+    end = std::to_chars(end, text.data() + text.size(), updater_.progress()).ptr;
+    notify({text.data(), end});
+}
+
+void status_reporter_t::notify(std::string_view text) {
+    ipc_->send(text.data(), text.size());
+}
+
+}  // namespace firmware
