@@ -1,6 +1,7 @@
 #include "sim/board.h"
 
 #include "sim/control_block.h"
+#include "sim/page_station_block.h"
 #include "sim/shared_state.h"
 #include "sim/unit_root.h"
 
@@ -40,7 +41,8 @@ std::unique_ptr<fpga_t> build_board(const unit_definition_t& unit) {
         // Front-panel block at 0xC0000, its SPI controller at 0xC0100.
     }
     if (unit.has_page_station) {
-        // Page-station block at 0x200000, its SPI controller at 0x200400.
+        plug_page_station(*board, shared_state<page_station_state_t>("page_station"),
+                          [](bool, std::uint8_t) {});
     }
     return board;
 }
