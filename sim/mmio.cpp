@@ -13,7 +13,9 @@ namespace io::mmio {
 
 namespace {
 
-// The FPGA region is the one at device offset 0. It is only an address range: no access reaches its memory.
+// The FPGA region is the one of 16 MiB at device offset 0. It is only an address range: no access reaches its
+// memory.
+constexpr std::size_t fpga_region_length = 0x100'0000;
 const std::byte* fpga_start = nullptr;
 std::size_t fpga_length = 0;
 
@@ -41,7 +43,7 @@ std::byte* map(int descriptor, std::size_t length, off_t device_offset) {
         errno = EINVAL;
         return nullptr;
     }
-    const bool is_fpga = device_offset == 0;
+    const bool is_fpga = device_offset == 0 && length == fpga_region_length;
     const int protection = is_fpga ? PROT_NONE : PROT_READ | PROT_WRITE;
     void* const mapping = ::mmap(nullptr, length, protection, MAP_SHARED, descriptor, device_offset);
     if (mapping == MAP_FAILED) {
