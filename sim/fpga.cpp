@@ -1,5 +1,6 @@
 #include "sim/fpga.h"
 
+#include "sim/board.h"
 #include "sim/system_path.h"
 
 #include <fcntl.h>
@@ -27,7 +28,7 @@ std::unique_ptr<fpga_t>& board() {
 }
 
 std::function<std::unique_ptr<fpga_t>()>& board_factory() {
-    static auto& instance = *new std::function<std::unique_ptr<fpga_t>()>;
+    static auto& instance = *new std::function<std::unique_ptr<fpga_t>()>{build_board_of_this_unit};
     return instance;
 }
 

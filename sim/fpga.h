@@ -73,7 +73,8 @@ class fpga_t {
 };
 
 /// The FPGA of this process. Null until a unit was put together: by `set_fpga`, or, in a process that nobody
-/// prepared (the daemon's simulation build), by the factory when the FPGA region is first mapped.
+/// prepared (the daemon's simulation build), by the factory when the FPGA region is first mapped. The factory
+/// builds the board of the unit root (sim/board.h) unless another one is set.
 [[nodiscard]] fpga_t* fpga();
 void set_fpga(std::unique_ptr<fpga_t> board);
 void set_fpga_factory(std::function<std::unique_ptr<fpga_t>()> factory);
