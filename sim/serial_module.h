@@ -31,8 +31,7 @@ struct serial_manners_t {
 /// The display module of a serial front panel: a party of its own at the far end of a pseudo-terminal, on a
 /// thread of its own, that knows nothing but the bytes it gets and the speed its crystal is cut for.
 ///
-///     sim::serial_display_t glass;      // may lie in a file mapped shared
-///     sim::serial_module_t module{glass};
+///     sim::serial_module_t module{sim::shared_state<sim::serial_display_t>("serial_module")};
 ///     module.connect(unit.file(zel::paths::serial_front_panel));
 ///
 /// It starts a frame anew on every start byte, and reports as a violation a frame cut off by that, bytes that

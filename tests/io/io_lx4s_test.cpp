@@ -3,9 +3,11 @@
 #include "platform/exceptions.h"
 #include "platform/logging.h"
 #include "platform/paths.h"
+#include "sim/board.h"
 #include "sim/fpga.h"
 #include "sim/serial_module.h"
 #include "sim/seven_segment_picture.h"
+#include "sim/shared_state.h"
 #include "sim/unit_definition.h"
 #include "sim/unit_root.h"
 
@@ -13,12 +15,12 @@
 #include <gtest/gtest.h>
 #include <termios.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,22 +32,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class id_register_t : public sim::device_t {
-  public:
-    explicit id_register_t(std::uint32_t id) : id_{id} {}
-    std::uint32_t read32(std::uint32_t /*offset*/) override { return id_; }
-
-  private:
-    std::uint32_t id_;
-};
-
-// A unit of which nothing is there but its identity and, once connected, the module on its serial port.
+// A unit whose platform is settled, with nothing on its serial port until a module is connected.
 class unit_t {
   public:
     explicit unit_t(std::string_view kind) : root_{*sim::find_unit(kind)} {
-        auto board = std::make_unique<sim::fpga_t>();
-        board->plug(0, 4, std::make_shared<id_register_t>(root_.definition().fpga_id.value()));
-        sim::set_fpga(std::move(board));
+        sim::set_fpga(sim::build_board(root_.definition()));
         hardware_.emplace();
         zel::register_logger("drv_io_lx4s");
         zel::set_logger_level("drv_io_lx4s", "debug");
@@ -53,7 +44,7 @@ class unit_t {
     }
 
     sim::serial_module_t& connect_module(const sim::serial_manners_t& manners = {}) {
-        module_.emplace(glass_, manners);
+        module_.emplace(sim::shared_state<sim::serial_display_t>("serial_module"), manners);
         module_->connect(root_.file(zel::paths::serial_front_panel));
         return *module_;
     }
@@ -61,16 +52,14 @@ class unit_t {
 
     // The text of the latest log line.
     [[nodiscard]] std::string logged() const {
-        auto log = root_.read_file("/sim/log");
-        log.pop_back();
-        const auto line = log.substr(log.rfind('\n') + 1);
-        return line.substr(line.find("[debug] ") + 8);
+        const auto log = root_.read_file("/sim/log");
+        const auto text = log.rfind("[debug] ");
+        return text == std::string::npos ? "" : log.substr(text + 8, log.size() - 1 - (text + 8));
     }
 
   private:
     sim::unit_root_t root_;
     std::optional<io::system_t> hardware_;
-    sim::serial_display_t glass_;
     std::optional<sim::serial_module_t> module_;
 };
 
@@ -83,12 +72,13 @@ struct serial_panel : testing::Test {
         for (const auto& [at, display] : module.history()) {
             displays.push_back(display);
         }
-        displays.erase(displays.begin(), displays.begin() + static_cast<std::ptrdiff_t>(first));
+        displays.erase(displays.begin(),
+                       displays.begin() + static_cast<std::ptrdiff_t>(std::min(first, displays.size())));
         return displays;
     }
     sim::serial_display_t wait_for_frame(std::size_t number) const {
         EXPECT_TRUE(module.wait_for_frames(number + 1, 10s));
-        return shown_since(number).front();
+        return module.history().at(number).display;
     }
 
     // The number of frames once no more come.
