@@ -66,11 +66,11 @@ void status_reporter_t::notify_ipc() {
         return at + part.size();
     };
     char* end = append(append(text.data(), "fw_update_state "), display_name(updater_.state()));
-    notify({text.data(), end});
+    notify({text.data(), static_cast<std::size_t>(end - text.data())});
 
     end = append(text.data(), "fw_update_progress ");
     end = std::to_chars(end, text.data() + text.size(), updater_.progress()).ptr;
-    notify({text.data(), end});
+    notify({text.data(), static_cast<std::size_t>(end - text.data())});
 }
 
 void status_reporter_t::notify(std::string_view text) {
