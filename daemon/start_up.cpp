@@ -44,14 +44,13 @@ const struct before_main_t {
 
         zel::identify<zel::property_client_t>();
 
-        // Never destroyed: the process that detaches ends here and must leave the hardware to its child.
-        static const auto& hardware_root = *new io::system_t;
-        static_cast<void>(hardware_root);
-
-        io::control();
-        io::front_panel();
-        io::page_station();
-        io::serial_panel();
+        // Never destroyed, none of them: the process that detaches ends here, and must leave the hardware to
+        // its child.
+        [[maybe_unused]] static const auto& hardware_root = *new io::system_t;
+        [[maybe_unused]] const auto& controller = io::control();
+        [[maybe_unused]] const auto& front_panel = io::front_panel();
+        [[maybe_unused]] const auto& page_station = io::page_station();
+        [[maybe_unused]] const auto& serial_panel = io::serial_panel();
     }
 } before_main;
 

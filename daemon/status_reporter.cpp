@@ -19,8 +19,7 @@ std::string status_path() {
 
 // A client whose connection failed is of no use: nobody tries again.
 std::unique_ptr<zel::unix_stream_socket_t> connect_notifications() {
-    auto client =
-        std::make_unique<zel::unix_stream_socket_t>(std::string{zel::paths::notification_service});
+    auto client = std::make_unique<zel::unix_stream_socket_t>(std::string{zel::paths::notification_service});
     return client->connect() ? std::move(client) : nullptr;
 }
 
@@ -46,11 +45,11 @@ void status_reporter_t::service(int timeout_ms) {
 }
 
 void status_reporter_t::write_status_file() {
-    status_file_.write(updater_.state_name(), updater_.progress(), updater_.detail());
+    status_file_.write(machine_name(updater_.state()), updater_.progress(), updater_.detail());
 }
 
 void status_reporter_t::update_display() {
-    show_status(display_mode_, updater_.state_display_name(), updater_.progress(), updater_.detail());
+    show_status(display_mode_, display_name(updater_.state()), updater_.progress(), updater_.detail());
 }
 
 void status_reporter_t::notify_ipc() {
@@ -66,12 +65,12 @@ void status_reporter_t::notify_ipc() {
         std::memcpy(at, part.data(), part.size());
         return at + part.size();
     };
-    char* end = append(append(text.data(), "fw_update_state "), updater_.state_display_name());
-    notify({text.data(), end});
+    char* end = append(append(text.data(), "fw_update_state "), display_name(updater_.state()));
+    notify({text.data(), static_cast<std::size_t>(end - text.data())});
 
     end = append(text.data(), "fw_update_progress ");
     end = std::to_chars(end, text.data() + text.size(), updater_.progress()).ptr;
-    notify({text.data(), end});
+    notify({text.data(), static_cast<std::size_t>(end - text.data())});
 }
 
 void status_reporter_t::notify(std::string_view text) {

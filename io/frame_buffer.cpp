@@ -20,7 +20,8 @@ constexpr std::uint16_t pixel_mask(int first, int last) {
 
 /// The part of word `word` that lies between the pixels `left` and `right` of its line.
 constexpr std::uint16_t visible_mask(int word, int left, int right) {
-    return pixel_mask(std::max(left - (word * per_word), 0), std::min(right - (word * per_word), per_word - 1));
+    return pixel_mask(std::max(left - (word * per_word), 0),
+                      std::min(right - (word * per_word), per_word - 1));
 }
 
 constexpr std::uint16_t grey_word(unsigned level) {
@@ -91,9 +92,8 @@ void frame_buffer_t::set_pixel(int x, int y, bool is_ink) {
 
 void frame_buffer_t::draw_symbol(const symbol_t& symbol, int x, int y, const pixel_rect_t& clip,
                                  bool inverted) {
-    const auto visible = pixel_rect_t{x, y, x + symbol.width - 1, y + symbol.height - 1}
-                             .clipped_to(clip)
-                             .clipped_to(screen);
+    const auto visible =
+        pixel_rect_t{x, y, x + symbol.width - 1, y + symbol.height - 1}.clipped_to(clip).clipped_to(screen);
     if (visible.empty()) {
         return;
     }

@@ -32,15 +32,15 @@ constexpr lcd_command_t command(std::uint8_t code, std::initializer_list<std::ui
 using namespace std::chrono_literals;
 
 constexpr std::array power_up{
-    command(0x30),                       // command table 0
-    command(0x94),                       // leave sleep
-    command(0xD1),                       // oscillator on
-    command(0x20, {0x08}, 2ms),          // power: booster alone, until it has settled
-    command(0x20, {0x0B}),               // power: booster, follower and reference
-    command(0x81, {0x12, 0x03}),         // contrast, 12.0 V
-    command(0xCA, {0x04, 0x0F, 0x00}),   // clock divided by two, 64 lines, no inversion by lines
-    command(0xA6),                       // not inverted
-    command(0xBB, {0x00}),               // lines in ascending order
+    command(0x30),                      // command table 0
+    command(0x94),                      // leave sleep
+    command(0xD1),                      // oscillator on
+    command(0x20, {0x08}, 2ms),         // power: booster alone, until it has settled
+    command(0x20, {0x0B}),              // power: booster, follower and reference
+    command(0x81, {0x12, 0x03}),        // contrast, 12.0 V
+    command(0xCA, {0x04, 0x0F, 0x00}),  // clock divided by two, 64 lines, no inversion by lines
+    command(0xA6),                      // not inverted
+    command(0xBB, {0x00}),              // lines in ascending order
 };
 
 constexpr std::array set_up_glass{
@@ -51,11 +51,11 @@ constexpr std::array set_up_glass{
     command(0x32, {0x01, 0x00, 0x05}),  // oscillator 17.3 kHz, booster 3 kHz, bias 1/9
     command(0x34),                      // take these over
     command(0x30),
-    command(0x07, {0x19}),              // makes the trim memory answer
+    command(0x07, {0x19}),  // makes the trim memory answer
     command(0x31),
-    command(0xCD, {0x00}, 100ms),       // trim memory: read mode
-    command(0xFD, {}, 100ms),           // read it
-    command(0xCC),                      // and leave it
+    command(0xCD, {0x00}, 100ms),  // trim memory: read mode
+    command(0xFD, {}, 100ms),      // read it
+    command(0xCC),                 // and leave it
     command(0x30),
     command(0x30),
 };

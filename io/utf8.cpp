@@ -21,7 +21,8 @@ utf8_character_t decode_utf8(std::string_view text, std::uint32_t highest) {
     }
     std::uint32_t code = lead & (0x7Fu >> leading_ones);
     for (std::size_t position = 1; position < leading_ones; ++position) {
-        const auto byte = position < text.size() ? static_cast<std::uint8_t>(text[position]) : std::uint8_t{0};
+        const auto byte =
+            position < text.size() ? static_cast<std::uint8_t>(text[position]) : std::uint8_t{0};
         if ((byte & 0xC0u) != 0x80u) {
             return {substitute, position};
         }

@@ -144,6 +144,11 @@ long daemon_process_t::resident_bytes() const {
     return pages * ::sysconf(_SC_PAGESIZE);
 }
 
+std::vector<std::string> emulator_command() {
+    std::istringstream words{FWSTATUS_EMULATOR};
+    return {std::istream_iterator<std::string>{words}, {}};
+}
+
 std::string built_program(const std::string& folder, const std::string& name) {
     const auto self = fs::read_symlink("/proc/self/exe");
     return (self.parent_path().parent_path() / folder / name).string();

@@ -43,6 +43,10 @@ class daemon_process_t {
     int wait_status_ = 0;
 };
 
+/// What runs a program of this build on this machine: an emulator and its arguments in a cross build, nothing
+/// otherwise.
+[[nodiscard]] std::vector<std::string> emulator_command();
+
 /// Path of a program of this build: the directory of the running program's sibling `folder`, then `name`.
 [[nodiscard]] std::string built_program(const std::string& folder, const std::string& name);
 

@@ -1,8 +1,9 @@
 #pragma once
 
-#include "sim/keypad_state.h"
+#include "sim/page_station_block.h"
 #include "sim/unit_root.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>

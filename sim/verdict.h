@@ -1,0 +1,22 @@
+#pragma once
+
+#include "sim/display_view.h"
+#include "sim/scenario.h"
+#include "sim/unit.h"
+
+#include <string>
+#include <vector>
+
+namespace sim {
+
+/// What a run of the simulator came to: facts to print, and what was wrong.
+struct verdict_t {
+    std::vector<std::string> facts;
+    std::vector<std::string> faults;
+};
+
+/// Compares what was observed on a unit with what its definition and the scenario promise.
+/// @param display  the view of its display; null when it has none.
+[[nodiscard]] verdict_t judge(unit_t& unit, const display_view_t* display, const scenario_t& scenario);
+
+}  // namespace sim
