@@ -37,7 +37,7 @@ class control_t : public system_t {
 
     /// @param percent  0..100
     bool set_alert_duty_cycle(unsigned percent);
-    /// @param hz  4..16271 Hz, rounded to steps of about 4 Hz
+    /// @param hz  2..16274 Hz, rounded to steps of about 4 Hz
     bool set_alert_frequency(std::uint32_t hz);
     bool set_alert_enable(bool on);
 
