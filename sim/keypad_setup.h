@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/page_station_block.h"
+#include "sim/keypad_state.h"
 #include "sim/unit_root.h"
 
 #include <array>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sim/spi_controller.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -57,6 +59,21 @@ struct keypad_face_state_t {
         }
     }
     event_t take_event() { return events[events_taken++ % event_room]; }
+};
+
+/// Everything that can be set and watched on a page station from outside, but its screen.
+struct page_station_state_t {
+    std::uint32_t revision = 5;  ///< 0..31
+    std::uint32_t inputs = 0;
+    bool general_inputs[2] = {};  ///< control register bits 3 and 4
+
+    bool general_outputs[4] = {};  ///< control register bits 0, 1, 2 and 14
+    std::int32_t backlight = 0;    ///< -128..127
+    bool keypad_runs = false;
+
+    keypad_chip_state_t chip;
+    keypad_face_state_t face;
+    spi_link_t keypad_link;
 };
 
 }  // namespace sim

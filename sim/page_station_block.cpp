@@ -1,5 +1,6 @@
 #include "sim/page_station_block.h"
 
+#include <memory>
 #include <string>
 
 namespace sim {
@@ -73,7 +74,7 @@ void page_station_block_t::write8(std::uint32_t offset, std::uint8_t value) {
         device_t::write8(offset, value);
         return;
     }
-    glass_.take(offset == 0x507, value);
+    lcd_(offset == 0x507, value);
 }
 
 std::uint32_t page_station_block_t::read_control() const {
@@ -117,6 +118,11 @@ void page_station_block_t::update_pins() {
         pins.sdata = line_output(sdata);
     }
     target_.set_pins(pins);
+}
+
+void plug_page_station(fpga_t& board, page_station_state_t& state, page_station_block_t::lcd_t lcd) {
+    board.plug(0x20'0000, page_station_block_t::block_length,
+               std::make_shared<page_station_block_t>(state, std::move(lcd)));
 }
 
 }  // namespace sim

@@ -1,32 +1,16 @@
 #pragma once
 
 #include "sim/fpga.h"
-#include "sim/glass.h"
 #include "sim/keypad.h"
 #include "sim/keypad_state.h"
 #include "sim/keypad_target.h"
 #include "sim/spi_controller.h"
 
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 namespace sim {
-
-/// Everything that can be set and watched on a page station from outside. Plain, so that it can lie in shared
-/// memory.
-struct page_station_state_t {
-    std::uint32_t revision = 5;  ///< 0..31
-    std::uint32_t inputs = 0;
-    bool general_inputs[2] = {};  ///< control register bits 3 and 4
-
-    bool general_outputs[4] = {};  ///< control register bits 0, 1, 2 and 14
-    std::int32_t backlight = 0;    ///< -128..127
-    bool keypad_runs = false;
-
-    keypad_chip_state_t chip;
-    keypad_face_state_t face;
-    spi_link_t keypad_link;
-    glass_state_t glass;
-};
 
 /// The page station's registers, with the keypad controller on the programming lines and on SPI, and an LCD
 /// on the two byte ports.
@@ -37,8 +21,11 @@ class page_station_block_t : public device_t {
   public:
     static constexpr std::uint32_t block_length = 0x508;
 
+    /// Takes the bytes for the LCD.
+    using lcd_t = std::function<void(bool is_data, std::uint8_t byte)>;
+
     /// @param state  must outlive the block.
-    explicit page_station_block_t(page_station_state_t& state) : state_{state} {}
+    page_station_block_t(page_station_state_t& state, lcd_t lcd) : state_{state}, lcd_{std::move(lcd)} {}
 
     std::uint32_t read32(std::uint32_t offset) override;
     void write32(std::uint32_t offset, std::uint32_t value) override;
@@ -52,12 +39,15 @@ class page_station_block_t : public device_t {
     [[nodiscard]] bool line_output(unsigned bit) const { return (lines_ >> bit & 1u) != 0; }
 
     page_station_state_t& state_;
-    glass_t glass_{state_.glass};
+    lcd_t lcd_;
     keypad_target_t target_{state_.chip};
     keypad_t keypad_{state_.face, target_};
     spi_controller_t spi_{keypad_, state_.keypad_link};
     std::uint32_t control_ = 0;
     std::uint32_t lines_ = 0;
 };
+
+/// Plugs a page station into a board.
+void plug_page_station(fpga_t& board, page_station_state_t& state, page_station_block_t::lcd_t lcd);
 
 }  // namespace sim
