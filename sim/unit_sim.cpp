@@ -198,6 +198,17 @@ class picture_book_t {
     int count_ = 0;
 };
 
+// The opening: the daemon finds its display and makes its first pass.
+void wait_for_first_pass(sim::unit_t& unit, sim::viewer_t& viewer) {
+    const bool running = sim::wait_until([&] {
+        viewer.show(0ms);
+        return unit.status().counters().rewrites > 0 || !unit.daemon().is_running();
+    });
+    if (!running || !unit.daemon().is_running()) {
+        throw std::runtime_error{"the daemon made no pass\n" + unit.console() + unit.log()};
+    }
+}
+
 void apply(const sim::scenario_event_t& event, sim::unit_t& unit, picture_book_t& pictures) {
     using kind_e = sim::scenario_event_t::kind_e;
     switch (event.kind) {
@@ -283,6 +294,7 @@ int simulate(const options_t& options) {
     picture_book_t pictures{options.pictures, display.get()};
     {
         sim::viewer_t viewer{*unit, display.get(), scenario, live};
+        wait_for_first_pass(*unit, viewer);
         play(scenario, options.speed, *unit, viewer, pictures);
     }
     if (display) {
