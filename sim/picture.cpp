@@ -11,18 +11,20 @@ constexpr unsigned width = glass_state_t::width;
 constexpr unsigned height = glass_state_t::height;
 constexpr double lightest = 31.0;
 
-/// True when a square of pixels holds enough ink to show as a dot.
-bool is_dark(const glass_picture_t& picture, unsigned left, unsigned top, unsigned size) {
-    unsigned ink = 0;
-    unsigned pixels = 0;
-    for (unsigned y = top; y < std::min(top + size, height); ++y) {
-        for (unsigned x = left; x < std::min(left + size, width); ++x) {
-            ink += 31u - picture[y][x];
-            ++pixels;
+/// True when a rectangle of the picture, in pixels and parts of pixels, holds enough ink to show as a dot.
+bool is_dark(const glass_picture_t& picture, double left, double top, double size) {
+    const auto share = [](unsigned pixel, double from, double to) {
+        return std::max(0.0, std::min(to, pixel + 1.0) - std::max(from, double{1} * pixel));
+    };
+    double ink = 0;
+    for (auto y = static_cast<unsigned>(top); y < std::min<double>(top + size, height); ++y) {
+        for (auto x = static_cast<unsigned>(left); x < std::min<double>(left + size, width); ++x) {
+            ink += (lightest - picture[y][x]) / lightest * share(x, left, left + size) *
+                   share(y, top, top + size);
         }
     }
-    // Strokes are one pixel wide, so less than half of a square has to do once it is larger than a pixel.
-    return pixels > 0 && ink * (size > 1 ? 3 : 2) >= pixels * 31;
+    // Strokes are narrow, so less than half of a rectangle has to do once it is larger than a pixel.
+    return ink * (size > 1 ? 2.4 : 2) >= size * size;
 }
 
 std::string braille(unsigned dots) {
@@ -72,18 +74,19 @@ std::string text_picture(const glass_picture_t& picture) {
 
 std::string terminal_picture(const glass_picture_t& picture, unsigned columns) {
     const unsigned inner = std::max(columns, 10u) - 2;
-    const unsigned size = (width + 2 * inner - 1) / (2 * inner);
-    const unsigned cells = (width + 2 * size - 1) / (2 * size);
+    const double size = std::max(1.0, width / (2.0 * inner));
+    const auto cells = static_cast<unsigned>(std::ceil(width / (2 * size)));
+    const auto cell_rows = static_cast<unsigned>(std::ceil(height / (4 * size)));
     // Dots of a braille character by column and row
     constexpr unsigned dots[2][4] = {{0x01, 0x02, 0x04, 0x40}, {0x08, 0x10, 0x20, 0x80}};
     std::string text = "┌" + repeated("─", cells) + "┐\n";
-    for (unsigned top = 0; top < height; top += 4 * size) {
+    for (unsigned row = 0; row < cell_rows; ++row) {
         text += "│";
         for (unsigned cell = 0; cell < cells; ++cell) {
             unsigned pattern = 0;
             for (unsigned x = 0; x < 2; ++x) {
                 for (unsigned y = 0; y < 4; ++y) {
-                    const bool dark = is_dark(picture, (2 * cell + x) * size, top + y * size, size);
+                    const bool dark = is_dark(picture, (2 * cell + x) * size, (4 * row + y) * size, size);
                     pattern |= dark ? dots[x][y] : 0;
                 }
             }

@@ -12,7 +12,7 @@ namespace sim {
 [[nodiscard]] std::string text_picture(const glass_picture_t& picture);
 
 /// The picture for a terminal in braille characters of 2 x 4 pixels, light dots where the glass is dark, in a
-/// frame of lines. Scaled down by whole numbers until it fits.
+/// frame of lines. Scaled down when there is no room.
 /// @param columns  room in characters, the frame included; 122 show every pixel.
 [[nodiscard]] std::string terminal_picture(const glass_picture_t& picture, unsigned columns);
 
