@@ -188,7 +188,10 @@ bool control_t::set_fan_drive(double celsius) {
     if (fans_and_lamps_ == nullptr) {
         return false;
     }
-    const auto value = static_cast<std::int32_t>(drive * 131071 + 0.5);
+    // Half a step up, then toward zero: negative drives come out one step higher than rounding would have
+    // them.
+    const double scaled = drive * 131071 + 0.5;
+    const auto value = static_cast<std::int32_t>(scaled);
     const auto word =
         regs::fan_drive_fixed.set(regs::fan_drive_value.set(0, static_cast<std::uint32_t>(value)), fixed);
     for (const auto offset : regs::fan_drive) {

@@ -214,7 +214,9 @@ TEST(control, without_an_fpga_is_not_initialised_and_does_nothing) {
 /// An amplifier of platform 17: no FPGA, the status input is a line of the processor.
 class gpio : public testing::Test {
   protected:
-    void line_reads(std::string_view text) { unit_.root.write_file("/sys/class/gpio/gpio113/value", text); }
+    void line_reads(std::string_view text) const {
+        unit_.root.write_file("/sys/class/gpio/gpio113/value", text);
+    }
 
     tests::bench_unit_t unit_{"virtual-machine"};
     io::control_t controller_;
