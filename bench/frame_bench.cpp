@@ -69,4 +69,3 @@ BENCHMARK_CAPTURE(garbage_ahead_of_a_frame, broken_frames, std::string{"ipc_magi
 
 }  // namespace
 
-BENCHMARK_MAIN();
