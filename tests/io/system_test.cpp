@@ -9,8 +9,17 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <utility>
+
+namespace sim {
+
+static void PrintTo(const unit_definition_t& unit, std::ostream* out) {
+    *out << unit.name;
+}
+
+}  // namespace sim
 
 namespace {
 
