@@ -21,7 +21,7 @@ bool bring_up_front_panel() {
 
 bool bring_up_page_station() {
     auto& station = io::page_station();
-    int revision = 0;
+    std::uint32_t revision = 0;
     return station.init(true) && station.get_revision(revision) && station.set_backlight(full_backlight);
 }
 

@@ -1,6 +1,9 @@
 #include "sim/board.h"
 
 #include "sim/control_block.h"
+#include "sim/front_panel_block.h"
+#include "sim/glass.h"
+#include "sim/page_station_block.h"
 #include "sim/shared_state.h"
 #include "sim/unit_root.h"
 
@@ -37,10 +40,13 @@ std::unique_ptr<fpga_t> build_board(const unit_definition_t& unit) {
         board->plug(0, 4, std::make_shared<bare_board_t>(fpga_id));
     }
     if (unit.has_front_panel) {
-        // Front-panel block at 0xC0000, its SPI controller at 0xC0100.
+        board->plug(0xC0000, front_panel_block_t::block_length,
+                    std::make_shared<front_panel_block_t>(shared_state<front_panel_state_t>("front_panel")));
     }
     if (unit.has_page_station) {
-        // Page-station block at 0x200000, its SPI controller at 0x200400.
+        const auto glass = std::make_shared<glass_t>(shared_state<glass_state_t>("glass"));
+        plug_page_station(*board, shared_state<page_station_state_t>("page_station"),
+                          [glass](bool is_data, std::uint8_t byte) { glass->take(is_data, byte); });
     }
     return board;
 }

@@ -5,6 +5,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -27,6 +28,13 @@ bool is_request(const zel::frame::field_list_t& fields) {
         }
     }
     return false;
+}
+
+std::string printable(std::string_view bytes) {
+    std::string text{bytes};
+    std::replace_if(
+        text.begin(), text.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '.');
+    return text;
 }
 
 }  // namespace
@@ -121,7 +129,7 @@ bool engine_t::take_request(int fd, client_t& client) {
         note(request);
         return perform(fd, client, request);
     }
-    report_violation("property engine: no request: " + std::string{stream.substr(0, 60)});
+    report_violation("property engine: no request: " + printable(stream.substr(0, 60)));
     ::shutdown(fd, SHUT_RDWR);
     client.buffer.consume(client.buffer.size());
     return false;
@@ -141,12 +149,12 @@ bool engine_t::perform(int fd, client_t& client, const zel::frame::field_list_t&
     const std::string name{request[1]};
     if (command == "create") {
         const std::lock_guard lock{lock_};
-        properties_.try_emplace(name);
+        known_.insert(name);
     } else if (command == "list" || command == "get_all") {
         answer_list(fd, name);
     } else if (command == "get") {
         answer_get(fd, name);
-    } else if (!get(name)) {
+    } else if (!is_known(name)) {
         answer(fd, "error", "no_property", name);
     } else if (command == "set") {
         store(name, std::string{request[2]});
@@ -154,6 +162,11 @@ bool engine_t::perform(int fd, client_t& client, const zel::frame::field_list_t&
         client.monitored.insert(name);
     }
     return true;
+}
+
+bool engine_t::is_known(const std::string& name) const {
+    const std::lock_guard lock{lock_};
+    return known_.contains(name);
 }
 
 void engine_t::answer_get(int fd, const std::string& name) {
@@ -186,6 +199,7 @@ void engine_t::answer_list(int fd, const std::string& prefix) {
 void engine_t::store(const std::string& name, const std::string& value) {
     {
         const std::lock_guard lock{lock_};
+        known_.insert(name);
         const auto [property, created] = properties_.try_emplace(name);
         if (std::exchange(property->second, value) == value && !created) {
             return;

@@ -22,7 +22,7 @@ namespace sim {
 ///
 /// | request             | effect and answer                                                             |
 /// |---------------------|-------------------------------------------------------------------------------|
-/// | create NAME         | makes an empty property unless there is one. No answer                        |
+/// | create NAME         | makes NAME known, without a value for now. No answer                          |
 /// | get NAME            | "get_response", NAME, value                                                   |
 /// | set NAME, VALUE     | stores the value. No answer; "changed", NAME, VALUE to every client that      |
 /// |                     | monitors NAME, the sender included, when the value differs from the last      |
@@ -30,9 +30,9 @@ namespace sim {
 /// | list PREFIX         | one "get_response" for every property whose name begins so, in name order     |
 /// | get_all             | the same for all properties                                                   |
 ///
-/// get, set, monitor, list and get_all that find no property are answered with "error", "no_property", NAME.
-/// Anything else is no request: a wrong number of fields, another word, bytes that are no frame. It is
-/// reported as a violation and ends the connection.
+/// get, list and get_all that find no value, and set and monitor of a NAME that is not known, are answered
+/// with "error", "no_property", NAME. Anything else is no request: a wrong number of fields, another word,
+/// bytes that are no frame. It is reported as a violation and ends the connection.
 ///
 /// All operations may be called from any thread.
 class engine_t final : public service_t {
@@ -81,6 +81,7 @@ class engine_t final : public service_t {
     [[nodiscard]] bool take_request(int fd, client_t& client);
     [[nodiscard]] bool perform(int fd, client_t& client, const zel::frame::field_list_t& request);
     void note(const zel::frame::field_list_t& request);
+    [[nodiscard]] bool is_known(const std::string& name) const;
     void answer_get(int fd, const std::string& name);
     void answer_list(int fd, const std::string& prefix);
     void store(const std::string& name, const std::string& value);
@@ -94,6 +95,7 @@ class engine_t final : public service_t {
     bool silent_ = false;
 
     mutable std::mutex lock_;  // for what follows
+    std::set<std::string> known_;
     std::map<std::string, std::string> properties_;
     std::vector<std::string> requests_;
 };

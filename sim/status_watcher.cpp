@@ -10,13 +10,18 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <utility>
 
 namespace sim {
 
 namespace {
 
-constexpr std::chrono::milliseconds read_period{10};
+// Ten milliseconds on average, and not in step with the daemon, which has the same period.
+std::chrono::milliseconds until_next_read() {
+    static std::minstd_rand random;
+    return std::chrono::milliseconds{std::uniform_int_distribution{5, 15}(random)};
+}
 
 std::string read_file(const std::string& path) {
     std::ifstream file{path, std::ios::binary};
@@ -53,7 +58,7 @@ void status_watcher_t::watch() {
         ::poll(&event, 1, 2);
         count_rewrites(notifications);
         if (std::chrono::steady_clock::now() >= next_read) {
-            next_read += read_period;
+            next_read += until_next_read();
             read_as_client();
         }
     }

@@ -11,6 +11,8 @@
 #include <sstream>
 #include <system_error>
 
+#include <unistd.h>
+
 namespace sim {
 
 namespace {
@@ -22,7 +24,9 @@ constexpr std::size_t io_driver_size = 0x100'0000;  // covers both mappings, wha
 constexpr std::size_t omap_io_size = 18200;
 
 std::string make_directory() {
-    std::string pattern = "/tmp/fwu.XXXXXX";
+    // In memory where there is such a place, as a unit keeps what changes all the time: a disk's file system
+    // takes its time to empty a file.
+    std::string pattern = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm/fwu.XXXXXX" : "/tmp/fwu.XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) {
         throw std::system_error{errno, std::generic_category(), "cannot make a unit root"};
     }

@@ -13,10 +13,10 @@ namespace sim {
 ///     sim::unit_root_t unit{*sim::find_unit("page-station")};
 ///     unit.write_file("/proc/cpuinfo", "");
 ///
-/// Its name is short ("/tmp/fwu.XXXXXX"), since a socket path ends at 107 characters. A program started with
-/// the environment variable FWSTATUS_UNIT_ROOT set to `path()` is on the same unit: "sim/unit" below the root
-/// says which board to build. Throws std::system_error or std::filesystem::filesystem_error when the
-/// directory cannot be made.
+/// Its name is short ("/dev/shm/fwu.XXXXXX" or "/tmp/fwu.XXXXXX"), since a socket path ends at 107
+/// characters. A program started with the environment variable FWSTATUS_UNIT_ROOT set to `path()` is on the
+/// same unit: "sim/unit" below the root says which board to build. Throws std::system_error or
+/// std::filesystem::filesystem_error when the directory cannot be made.
 class unit_root_t {
   public:
     explicit unit_root_t(const unit_definition_t& definition);

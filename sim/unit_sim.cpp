@@ -1,6 +1,6 @@
 #include "platform/paths.h"
 #include "sim/display_view.h"
-#include "sim/keys.h"
+#include "sim/faults.h"
 #include "sim/scenario.h"
 #include "sim/unit.h"
 #include "sim/verdict.h"
@@ -66,6 +66,12 @@ void list_units() {
     }
 }
 
+void list_faults() {
+    for (const auto& fault : sim::faults()) {
+        std::printf("%-22s %s\n", std::string{fault.name}.c_str(), std::string{fault.description}.c_str());
+    }
+}
+
 void list_scenarios() {
     for (const auto& name : sim::scenario_names()) {
         std::printf("%-18s %s\n", name.c_str(), sim::load_scenario(name).title.c_str());
@@ -128,7 +134,7 @@ std::optional<options_t> parse_options(int argc, char** argv) {
             options.faults.emplace_back(optarg);
             break;
         case list_of_faults:
-            sim::list_faults();
+            list_faults();
             return std::nullopt;
         case speed:
             options.speed = parse_speed(optarg);
@@ -192,6 +198,17 @@ class picture_book_t {
     int count_ = 0;
 };
 
+// The opening: the daemon finds its display and makes its first pass.
+void wait_for_first_pass(sim::unit_t& unit, sim::viewer_t& viewer) {
+    const bool running = sim::wait_until([&] {
+        viewer.show(0ms);
+        return unit.status().counters().rewrites > 0 || !unit.daemon().is_running();
+    });
+    if (!running || !unit.daemon().is_running()) {
+        throw std::runtime_error{"the daemon made no pass\n" + unit.console() + unit.log()};
+    }
+}
+
 void apply(const sim::scenario_event_t& event, sim::unit_t& unit, picture_book_t& pictures) {
     using kind_e = sim::scenario_event_t::kind_e;
     switch (event.kind) {
@@ -203,7 +220,8 @@ void apply(const sim::scenario_event_t& event, sim::unit_t& unit, picture_book_t
         break;
     case kind_e::press:
     case kind_e::release:
-        sim::move_key(unit.definition(), event.value, event.kind == kind_e::press);
+        sim::move_key(unit.definition(), static_cast<unsigned>(std::stoul(event.value)),
+                      event.kind == kind_e::press);
         break;
     case kind_e::end:
         break;
@@ -276,6 +294,7 @@ int simulate(const options_t& options) {
     picture_book_t pictures{options.pictures, display.get()};
     {
         sim::viewer_t viewer{*unit, display.get(), scenario, live};
+        wait_for_first_pass(*unit, viewer);
         play(scenario, options.speed, *unit, viewer, pictures);
     }
     if (display) {

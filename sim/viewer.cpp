@@ -58,7 +58,7 @@ std::string fitted(std::string text, std::size_t width) {
 unsigned terminal_columns() {
     winsize size{};
     if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
-        return 100;
+        return 124;  // wide enough for every pixel of an LCD in braille
     }
     return size.ws_col;
 }

@@ -38,7 +38,7 @@ class viewer_t {
     std::map<std::string, std::string> printed_;
 };
 
-/// Columns of the terminal on standard output; 100 when it is none.
+/// Columns of the terminal on standard output; 124 when it is none.
 [[nodiscard]] unsigned terminal_columns();
 
 }  // namespace sim

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string_view>
+
+namespace io {
+
+/// What the front panel's LCD can show: four text rows of 16 lines, and fixed screens. All of it is drawn
+/// with the unit's drawing layer (io/graphics.h), whose flushes block for the bus and report no failure: a
+/// picture that did not get through goes out with a later one.
+///
+/// Rows of the screens below are text rows of the current font, unless it says otherwise.
+class front_panel_screens_t {
+  public:
+    /// Clears the screen, resets the drawing layer and selects the text font.
+    static void clear_for_text();
+    static void clear_screen();
+    /// Resets the drawing layer and fills the screen with ink or paper.
+    static void fill_screen(bool ink);
+
+    /// Clears a row of 16 lines and writes text into it; text that is too long runs on into the next one.
+    /// @param row       0..3. A negative one is not refused; what would lie above the screen falls on its
+    ///                  first line.
+    /// @param centred   by the widest line of the text.
+    /// @return false, with nothing drawn, for a row above 3.
+    static bool draw_text_row(int row, std::string_view text, bool centred);
+    /// A framed bar over a row of 16 lines. Row and result as above.
+    /// @param percent  0..100.
+    static bool draw_progress_row(int row, int percent);
+
+    // Screens with a title over a rule
+    static void home_screen();
+    static void about_screen();
+    static void clear_settings_screen();
+    static void card_slots_screen();
+
+    static void rebooting_screen();
+    /// Names of four slots on rows 1 to 4, with letters from `first` (0 is "A") on. Units with one slot show
+    /// the first name alone.
+    static void slot_names(int first, std::string_view a, std::string_view b, std::string_view c,
+                           std::string_view d);
+    static void countdown_row(int row, int seconds);
+    static void update_notice(std::string_view text);
+    static void design_info(std::string_view name, std::string_view design, std::string_view status);
+    static void network_info(std::string_view title, std::string_view ip, std::string_view mask,
+                             std::string_view gateway);
+    static void about_info(std::string_view model, std::string_view version);
+    /// A column with its scale from line 10, full, down to line 53.
+    static void level_meter(int level);
+};
+
+}  // namespace io

@@ -1,0 +1,180 @@
+#include "io/issp.h"
+#include "io/mmio.h"
+#include "io/system.h"
+#include "sim/keypad_setup.h"
+#include "tests/io/bench_unit.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string hex(std::span<const std::uint8_t> bytes) {
+    std::string text;
+    for (const unsigned byte : bytes) {
+        constexpr const char* digits = "0123456789ABCDEF";
+        text += {digits[byte >> 4], digits[byte & 0xF]};
+    }
+    return text;
+}
+
+TEST(issp_vectors, the_frames_add_up_to_the_published_bytes) {
+    struct published_t {
+        std::string_view role;
+        std::size_t length;
+        const char* bytes;
+    };
+    constexpr published_t published[] = {
+        {"initialisation", 594,
+         "CA0000000000000000000000000000000DEE21F7F027DC409F7001FDEE01E7C1D79F207E7D887D"
+         "EE21F7F007DC401F7001FDEE01F7A01FDEA01F7B007DE013F7C007DF281F7D187DFE2580"},
+        {"silicon ID setup", 418,
+         "DEE21F7F027DC409F7001F9F075E7C81F9F401F7F007DC401F7001FDEE01F7A01FDEA01F7B007DE00DF7C007DF281F7D187"
+         "DF"
+         "E2580"},
+        {"erase", 396,
+         "DEE21F7F027DC409F7001F9F075E7C85FDFC01F71007DC007F7B807DE00BF7A01FDEA01F7B047DF001F7C987DF481F7F896"
+         "0"},
+        {"program block", 440,
+         "DEE21F7F027DC409F7001F9F075E7C81F9F701F7F007DC401F7001FDEE01F6A00FDE807F7A807DEC01F78057DF001F7CA07"
+         "DF"
+         "461F7F896"},
+        {"verify setup", 440,
+         "DEE21F7F027DC409F7001F9F075E7C81F9F701F7F007DC401F7001FDEE01F6A80FDE807F7A807DEC01F7800FDF001F7CA07"
+         "DF"
+         "461F7F896"},
+        {"checksum setup", 418,
+         "DEE21F7F027DC409F7001F9F075E7C81F9F401F7F007DC401F7001FDEE01F7A01FDEA01F7B007DE00FF7C007DF281F7D187"
+         "DF"
+         "E2580"},
+        {"TSYNC enable", 110, "DEE21F7F027DC409F7001FDEE01C"},
+        {"TSYNC disable", 110, "DEE21F71007DFC01F7001FDEE01C"},
+        {"read-write setup", 66, "DEF01F78007DA003C0"},
+        {"set block number", 33, "DEE01E7D00"},
+        {"wait-and-poll end", 40, "0000000000"},
+        {"write byte: beginning", 4, "90"},
+        {"write byte, set block number: end", 3, "E0"},
+        {"read byte: beginning", 4, "B0"},
+        {"read byte, checksum: end", 1, "80"},
+        {"read ID or status: first", 11, "BF00"},
+        {"read ID or status: second", 12, "DF90"},
+        {"read ID or status: end", 1, "00"},
+        {"read checksum: high", 11, "BF20"},
+        {"read checksum: low", 12, "DF80"},
+    };
+    EXPECT_EQ(io::issp::table.size(), std::size(published));
+    for (const auto& vector : published) {
+        const auto entry = std::ranges::find_if(
+            io::issp::table, [&](const auto& row) { return row.role.starts_with(vector.role); });
+        ASSERT_NE(entry, io::issp::table.end()) << vector.role;
+        EXPECT_EQ(entry->length, vector.length) << vector.role;
+        EXPECT_EQ(hex(entry->bytes), vector.bytes) << vector.role;
+    }
+}
+
+/// Programming lines with nothing but the simulated controller behind them.
+class issp : public testing::Test {
+  protected:
+    issp() {
+        auto* const block = io::system_t::fpga_base() + 0x20'0000;
+        io::mmio::write32(block, 1u << 13);
+        lines.set_register(block + 0x300);
+        lines.programming_on();
+    }
+    ~issp() override { EXPECT_EQ(sim::violations(), ""); }
+
+    std::vector<std::uint32_t> recorded() {
+        std::vector<std::uint32_t> words;
+        for (const auto& access : sim::fpga()->recorded()) {
+            EXPECT_EQ(access.offset, 0x20'0300u);
+            words.push_back(access.kind == sim::bus_access_t::kind_e::write32 ? access.value : ~0u);
+        }
+        sim::fpga()->forget_recorded();
+        return words;
+    }
+
+    tests::bench_unit_t unit{"page-station"};
+    sim::page_station_state_t& state = sim::set_up_keypad(unit.root, sim::keypad_setup_e::up_to_date);
+    io::system_t system;
+    io::keypad_lines_t lines;
+    io::issp_t issp_{lines};
+};
+
+TEST_F(issp, a_bit_is_three_writes_and_every_change_keeps_the_other_lines) {
+    lines.sclk_drive_on();
+    lines.xres_drive_on();
+    sim::fpga()->record(true);
+    constexpr std::array<std::uint8_t, 1> bits{0b10111111};
+    issp_.SendVector(bits, 2);
+    constexpr std::uint32_t kept = 0x821;
+    constexpr std::uint32_t drive = 0x200;
+    constexpr std::uint32_t high = 0x400;
+    constexpr std::uint32_t clock = 0x40;
+    EXPECT_EQ(recorded(), (std::vector<std::uint32_t>{
+                              kept | drive, kept | drive | high, kept | drive | high | clock,
+                              kept | drive | high, kept | drive, kept | drive | clock, kept | drive, kept}));
+    issp_.RunClock(1);
+    EXPECT_FALSE(issp_.bReceiveBit());
+    EXPECT_EQ(recorded(), (std::vector<std::uint32_t>{kept, kept | clock, kept, kept | clock, ~0u}));
+}
+
+TEST_F(issp, the_key_follows_the_reset_pulse_at_once) {
+    sim::fpga()->record(true);
+    EXPECT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::success);
+    const auto words = recorded();
+    const std::vector<std::uint32_t> entry{0x0001, 0x0021, 0x0021, 0x0821, 0x1821,
+                                           0x0821, 0x0A21, 0x0E21, 0x0E61, 0x0E21};
+    EXPECT_EQ(std::vector(words.begin(), words.begin() + 10), entry);
+    EXPECT_EQ(state.chip.entries, 1u);
+}
+
+TEST_F(issp, a_block_goes_to_flash_and_is_compared_byte_by_byte) {
+    ASSERT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::success);
+    ASSERT_EQ(issp_.fEraseTarget(), io::issp_result_e::success);
+    std::array<std::uint8_t, 128> block{};
+    block.fill(0xFF);
+    block[127] = 0x5A;
+    issp_.set_block(block);
+    EXPECT_EQ(issp_.LoadTarget(), 127 * 0xFF + 0x5A);
+    EXPECT_EQ(issp_.fProgramTargetBlock(63), io::issp_result_e::success);
+    EXPECT_EQ(issp_.fReadStatus(), io::issp_result_e::success);
+    EXPECT_EQ(state.chip.flash[63 * 128 + 127], 0x5A);
+
+    EXPECT_EQ(issp_.fVerifySetup(63), io::issp_result_e::success);
+    EXPECT_EQ(issp_.fReadByteLoop(), io::issp_result_e::success);
+    std::uint16_t sum = 0;
+    EXPECT_EQ(issp_.fAccTargetBankChecksum(sum), io::issp_result_e::success);
+    EXPECT_EQ(sum, 127 * 0xFF + 0x5A);
+
+    EXPECT_EQ(issp_.fVerifySetup(62), io::issp_result_e::success);  // still blank
+    EXPECT_EQ(issp_.fReadByteLoop(), io::issp_result_e::block_failed);
+    EXPECT_EQ(issp_.fVerifySetup(64), io::issp_result_e::success);  // there is none
+    EXPECT_EQ(issp_.fReadStatus(), io::issp_result_e::bad_status);
+
+    block.fill(0x01);  // bits can only be set
+    issp_.set_block(block);
+    issp_.LoadTarget();
+    EXPECT_EQ(issp_.fProgramTargetBlock(63), io::issp_result_e::success);
+    EXPECT_EQ(issp_.fReadStatus(), io::issp_result_e::bad_status);
+}
+
+TEST_F(issp, silence_ends_the_wait_after_201_looks) {
+    state.chip.present = false;
+    sim::fpga()->record(true);
+    EXPECT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::no_entry);
+    const auto words = recorded();
+    EXPECT_EQ(std::ranges::count(words, ~0u), 201);
+}
+
+TEST_F(issp, an_operation_that_never_ends_is_given_up_after_200_ms) {
+    ASSERT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::success);
+    state.chip.never_finishes = true;
+    sim::fpga()->record(true);
+    EXPECT_EQ(issp_.fEraseTarget(), io::issp_result_e::erase_failed);
+    EXPECT_EQ(std::ranges::count(recorded(), ~0u), 2 + 1 + 200);  // silent, high; then 201 times still high
+}
+
+}  // namespace
