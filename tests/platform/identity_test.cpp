@@ -92,7 +92,6 @@ TEST(identity, a_failed_attempt_is_repeated_whole_over_a_new_connection) {
 }
 
 TEST(identity, an_engine_that_answers_one_read_ends_the_process_after_two_attempts) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
     engine.answers_per_client = {1, 1, 7};
     tests::log_capture_t log;
     EXPECT_EXIT(
