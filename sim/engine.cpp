@@ -5,6 +5,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -27,6 +28,13 @@ bool is_request(const zel::frame::field_list_t& fields) {
         }
     }
     return false;
+}
+
+std::string printable(std::string_view bytes) {
+    std::string text{bytes};
+    std::replace_if(
+        text.begin(), text.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '.');
+    return text;
 }
 
 }  // namespace
@@ -121,7 +129,7 @@ bool engine_t::take_request(int fd, client_t& client) {
         note(request);
         return perform(fd, client, request);
     }
-    report_violation("property engine: no request: " + std::string{stream.substr(0, 60)});
+    report_violation("property engine: no request: " + printable(stream.substr(0, 60)));
     ::shutdown(fd, SHUT_RDWR);
     client.buffer.consume(client.buffer.size());
     return false;

@@ -52,9 +52,6 @@ void notification_service_t::stopped() {
 }
 
 void notification_service_t::received(int fd, std::string_view bytes) {
-    while (stalled_ && !stop) {
-        std::this_thread::sleep_for(std::chrono::milliseconds{2});
-    }
     const std::lock_guard lock{lock_};
     auto& client = clients_[fd];
     client.last_bytes = clock_t::now();

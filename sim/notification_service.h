@@ -3,7 +3,6 @@
 #include "sim/notification_parser.h"
 #include "sim/service.h"
 
-#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -38,9 +37,6 @@ class notification_service_t final : public service_t {
     [[nodiscard]] std::vector<notification_t> received_so_far();
     void forget_received();
 
-    /// Stops reading, so that the clients' sends find the way full, and goes on again.
-    void stall(bool stalled) { stalled_ = stalled; }
-
   private:
     using clock_t = std::chrono::steady_clock;
     struct client_t {
@@ -56,8 +52,6 @@ class notification_service_t final : public service_t {
     void finish(client_t& client);
     void settle();
     void keep(std::vector<notification_t> notifications);
-
-    std::atomic<bool> stalled_{false};
 
     std::mutex lock_;  // for what follows
     std::map<int, client_t> clients_;

@@ -66,9 +66,12 @@ void service_t::on_data(int fd, const char* bytes, std::size_t length) {
     const std::string_view text{bytes, length};
     if (text == bell_sound) {
         run_calls();
-    } else {
-        received(fd, text);
+        return;
     }
+    while (stalled_ && !stop) {
+        std::this_thread::sleep_for(moment);
+    }
+    received(fd, text);
 }
 
 void service_t::on_service_thread(const std::function<void()>& call) {

@@ -22,6 +22,10 @@ class service_t : public zel::ipc_server_t {
     /// Stops serving: clients see the connection end, the socket file goes. May be started again.
     void shut_down();
 
+    /// Stops reading with the next bytes that arrive, so that clients find the way full, and goes on again.
+    /// Nothing else happens meanwhile.
+    void stall(bool stalled) { stalled_ = stalled; }
+
   protected:
     explicit service_t(std::string path);
     ~service_t() = default;
@@ -48,6 +52,7 @@ class service_t : public zel::ipc_server_t {
 
     std::string path_;
     std::thread thread_;
+    std::atomic<bool> stalled_{false};
     std::atomic<bool> ended_{false};
     std::mutex calls_lock_;
     std::condition_variable call_done_;

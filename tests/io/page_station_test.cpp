@@ -1,11 +1,14 @@
 #include "io/mmio.h"
 #include "io/page_station.h"
+#include "sim/glass.h"
 #include "sim/keypad_setup.h"
 #include "tests/io/bench_unit.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <limits>
 #include <string>
 
 namespace {
@@ -136,6 +139,58 @@ TEST_F(page_station, leds_are_sent_as_one_image) {
                   "invalid keypad LED: " + std::to_string(wrong) + '\n');
     }
     EXPECT_EQ(state.face.led_updates, 1u);
+}
+
+/// Dark pixels of the glass in a rectangle, ends included.
+int dark(unsigned x0, unsigned y0, unsigned x1, unsigned y1) {
+    const auto picture = sim::picture_of(sim::shared_state<sim::glass_state_t>("glass"));
+    int count = 0;
+    for (unsigned y = y0; y <= y1; ++y) {
+        count += static_cast<int>(std::count(&picture[y][x0], &picture[y][x1] + 1, 0));
+    }
+    return count;
+}
+
+TEST_F(page_station, the_progress_bar_grows_inside_its_frame) {
+    bring_up();
+    ASSERT_EQ(dark(0, 0, 239, 63), 0);
+    const struct {
+        int percent;
+        unsigned last;
+    } cases[] = {{0, 7}, {50, 119}, {100, 232}, {7, 22}};
+    for (const auto& [percent, last] : cases) {
+        SCOPED_TRACE(percent);
+        EXPECT_TRUE(station.draw_progress(2, percent));
+        EXPECT_EQ(dark(4, 44, 235, 44) + dark(4, 61, 235, 61), 2 * 232);
+        EXPECT_EQ(dark(4, 45, 4, 60) + dark(235, 45, 235, 60), 2 * 16);
+        EXPECT_EQ(dark(7, 47, last, 58), 12 * static_cast<int>(last - 6));
+        EXPECT_EQ(dark(0, 0, 239, 63), 2 * 232 + 2 * 16 + 12 * static_cast<int>(last - 6));
+    }
+    EXPECT_FALSE(station.draw_progress(3, 50));
+    EXPECT_TRUE(station.draw_progress(2, 2'000'000'000));
+    EXPECT_EQ(dark(236, 42, 239, 63), 4 * 12);
+}
+
+TEST_F(page_station, text_takes_a_row_of_21_lines) {
+    bring_up();
+    EXPECT_TRUE(station.draw_progress(1, 100));  // what the text replaces
+    EXPECT_TRUE(station.draw_text(1, "Idle", false));
+    EXPECT_GT(dark(0, 22, 40, 42), 0);
+    EXPECT_EQ(dark(41, 22, 239, 63), 0);
+    EXPECT_EQ(dark(0, 0, 239, 21), 0);
+
+    EXPECT_TRUE(station.draw_text(0, "HH", true));
+    EXPECT_EQ(dark(0, 1, 109, 21), 0);
+    EXPECT_EQ(dark(110, 1, 119, 21), dark(120, 1, 129, 21));
+    EXPECT_GT(dark(110, 1, 119, 21), 0);
+
+    EXPECT_FALSE(station.draw_text(3, "no such row", false));
+    EXPECT_TRUE(station.draw_text(-1, "", false));
+    EXPECT_TRUE(station.draw_text(std::numeric_limits<int>::min(), "", false));
+    // 304 pixels wide: the position -32 is taken as 224, and the text goes on below.
+    EXPECT_TRUE(station.draw_text(0, std::string(38, 'M'), true));
+    EXPECT_EQ(dark(0, 1, 223, 21), 0);
+    EXPECT_GT(dark(224, 1, 239, 63), 0);
 }
 
 TEST_F(page_station, an_answer_that_is_none_is_refused) {

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "io/front_panel.h"
+#include "sim/front_panel_block.h"
+#include "sim/picture.h"
+#include "tests/io/bench_unit.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace tests {
+
+/// What the recorded accesses sent to the LCD, as "C5c" for a command and "Dff" for a data byte, with a
+/// transfer that carries two bytes as one "Wffdf". Other transfers by their length: "T12".
+inline std::string lcd_stream(const std::vector<sim::bus_access_t>& accesses) {
+    std::string stream;
+    std::uint32_t words[3] = {};
+    std::uint32_t length = 0;
+    const auto add = [&stream](char kind, int digits, std::uint32_t value) {
+        char text[16];
+        std::snprintf(text, sizeof text, "%s%c%0*x", stream.empty() ? "" : " ", kind, digits, value);
+        stream += text;
+    };
+    for (const auto& [kind, offset, value] : accesses) {
+        if (kind == sim::bus_access_t::kind_e::write8) {
+            add(offset == 0x200503 ? 'C' : offset == 0x200507 ? 'D' : '?', 2, value);
+        } else if (kind != sim::bus_access_t::kind_e::write32) {
+            continue;
+        } else if (offset >= 0xC0140 && offset <= 0xC0148) {
+            words[(offset - 0xC0140) / 4] = value;
+        } else if (offset == 0xC0108) {
+            length = value + 1;
+        } else if (offset == 0xC010C && value == 1) {
+            const auto first = words[0] >> 6 & 0xFF;
+            if (length == 35) {
+                add('W', 4, first << 8 | (words[1] >> 5 & 0xFF));
+            } else if (length == 18) {
+                add((words[0] & 0x20) != 0 ? 'D' : 'C', 2, first);
+            } else {
+                stream += (stream.empty() ? "T" : " T") + std::to_string(length);
+            }
+        }
+    }
+    return stream;
+}
+
+/// A unit with a front panel on the bench.
+class lcd_unit_t : public bench_unit_t {
+  public:
+    using bench_unit_t::bench_unit_t;
+    lcd_unit_t() : bench_unit_t{"base-unit"} {}
+
+    [[nodiscard]] static sim::front_panel_state_t& panel() {
+        static auto& state = sim::shared_state<sim::front_panel_state_t>("front_panel");
+        return state;
+    }
+    [[nodiscard]] static std::string text_picture() {
+        return sim::text_picture(sim::picture_of(panel().glass));
+    }
+    /// Part of a line of the picture.
+    [[nodiscard]] static std::string pixels(unsigned x, unsigned y, unsigned count) {
+        return text_picture().substr(y * 241 + x, count);
+    }
+
+    /// Runs something and returns what it sent to the LCD.
+    template <typename action_t>
+    [[nodiscard]] static std::string sent_by(action_t action) {
+        sim::fpga()->forget_recorded();
+        sim::fpga()->record(true);
+        action();
+        sim::fpga()->record(false);
+        return lcd_stream(sim::fpga()->recorded());
+    }
+    /// Runs something and returns how often it read the SPI controller's status.
+    template <typename action_t>
+    [[nodiscard]] static long polls_of(action_t action) {
+        static_cast<void>(sent_by(action));
+        return std::ranges::count_if(sim::fpga()->recorded(), [](const sim::bus_access_t& access) {
+            return access.kind == sim::bus_access_t::kind_e::read32 && access.offset == 0xC0100;
+        });
+    }
+};
+
+}  // namespace tests
