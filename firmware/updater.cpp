@@ -43,12 +43,16 @@ updater_t& updater_t::instance() {
 }
 
 bool updater_t::poll(int timeout_ms) {
-    bool any = false;
-    while (client_.receive_message(message_.type, message_.path, message_.value, timeout_ms)) {
+    // More than a socket holds at one moment, so all that waits is taken; but an engine that sends without end
+    // must not keep the daemon from publishing.
+    constexpr int most_at_once = 10'000;
+    int taken = 0;
+    while (taken < most_at_once &&
+           client_.receive_message(message_.type, message_.path, message_.value, timeout_ms)) {
         apply(message_);
-        any = true;
+        ++taken;
     }
-    return any;
+    return taken > 0;
 }
 
 void updater_t::apply(const message_t& message) {
