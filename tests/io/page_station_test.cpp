@@ -197,12 +197,20 @@ TEST_F(page_station, text_takes_a_row_of_21_lines) {
 TEST_F(page_station, an_answer_that_is_none_is_refused) {
     bring_up();
     state_.face.key(1, true);
-    ASSERT_TRUE(station_.set_keypad_run(false));  // in reset: the controller answers nothing
-    EXPECT_FALSE(station_.send_leds());
-    EXPECT_TRUE(unit_.log.has("[drv_io_page_station] [error] invalid keypad response=0"));
+    state_.face.answer = 0xAE;
     std::uint32_t key = 7;
     bool pressed = false;
-    EXPECT_TRUE(station_.read_key(key, pressed));  // and its event line is low
+    EXPECT_EQ(said([&] { EXPECT_FALSE(station_.read_key(key, pressed)); }),
+              "invalid keypad response: 0xae\n");
+    EXPECT_EQ(key, 7u);
+    EXPECT_FALSE(station_.set_led_a(0, true, true));
+    EXPECT_TRUE(unit_.log.has("[drv_io_page_station] [error] invalid keypad response=174"));
+
+    state_.face.key(2, true);
+    ASSERT_TRUE(station_.set_keypad_run(false));  // in reset: no answer, and no event
+    EXPECT_FALSE(station_.send_leds());
+    EXPECT_TRUE(unit_.log.has("invalid keypad response=0"));
+    EXPECT_TRUE(station_.read_key(key, pressed));
     EXPECT_EQ(key, 7u);
 }
 
