@@ -1,7 +1,7 @@
 #include "platform/paths.h"
 #include "sim/display_view.h"
 #include "sim/faults.h"
-#include "sim/scenario.h"
+#include "sim/scenario_player.h"
 #include "sim/system_path.h"
 #include "sim/unit.h"
 #include "sim/verdict.h"
@@ -218,45 +218,25 @@ void wait_for_first_pass(sim::unit_t& unit, sim::viewer_t& viewer) {
     }
 }
 
-void apply(const sim::scenario_event_t& event, sim::unit_t& unit, picture_book_t& pictures) {
-    using kind_e = sim::scenario_event_t::kind_e;
-    switch (event.kind) {
-    case kind_e::set_property:
-        if (event.name == "/sys/fw_status/state") {
-            pictures.note_state(event.value);
-        }
-        unit.engine().set(event.name, event.value);
-        break;
-    case kind_e::press:
-    case kind_e::release:
-        sim::move_key(unit.definition(), static_cast<unsigned>(std::stoul(event.value)),
-                      event.kind == kind_e::press);
-        break;
-    case kind_e::end:
-        break;
-    }
-}
-
 void play(const sim::scenario_t& scenario, double speed, sim::unit_t& unit, sim::viewer_t& viewer,
           picture_book_t& pictures) {
     constexpr milliseconds frame{100};
-    const auto start = std::chrono::steady_clock::now();
-    const auto elapsed = [&] {
-        return std::chrono::duration_cast<milliseconds>((std::chrono::steady_clock::now() - start) * speed);
-    };
     milliseconds next_frame{};
-    for (const auto& event : scenario.events) {
-        for (auto now = elapsed(); now < event.at; now = elapsed()) {
-            if (now >= next_frame) {
-                viewer.show(now);
-                next_frame = now + milliseconds{static_cast<long>(frame.count() * speed)};
-            }
-            std::this_thread::sleep_for(
-                std::min<std::chrono::duration<double>>(5ms, (event.at - now) / speed));
+    sim::scenario_watch_t watch;
+    watch.meanwhile = [&](milliseconds now) {
+        if (now >= next_frame) {
+            viewer.show(now);
+            next_frame = now + milliseconds{static_cast<long>(frame.count() * speed)};
         }
-        apply(event, unit, pictures);
-    }
-    viewer.show(elapsed());
+    };
+    watch.before = [&](const sim::scenario_event_t& event) {
+        if (event.kind == sim::scenario_event_t::kind_e::set_property &&
+            event.name == "/sys/fw_status/state") {
+            pictures.note_state(event.value);
+        }
+    };
+    sim::play(scenario, speed, unit, watch);
+    viewer.show(scenario.events.back().at);
 }
 
 void keep_running(sim::unit_t& unit) {
