@@ -68,4 +68,3 @@ BENCHMARK_CAPTURE(garbage_ahead_of_a_frame, broken_frames, std::string{"ipc_magi
     ->Range(4096, 262'144);
 
 }  // namespace
-

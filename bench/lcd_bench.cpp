@@ -72,7 +72,7 @@ void count_per_draw(benchmark::State& state, draw_t draw) {
     const auto& glass = sim::shared_state<sim::front_panel_state_t>("front_panel").glass;
     const auto words = glass.groups_written;
     const auto taken = allocations;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         draw();
     }
     const auto runs = static_cast<double>(state.iterations());
@@ -117,7 +117,7 @@ void service_pass_without_bus(benchmark::State& state) {
         lcd.draw_string(text);
     };
     const auto taken = allocations;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         text_row(1, state_line);
         lcd.fill_rect(0, 32, 239, 47, io::graphics_t::paper);
         lcd.rect_outline(4, 34, 235, 46);
@@ -139,7 +139,7 @@ void data_word(benchmark::State& state) {
         return static_cast<double>(sim::fpga()->access_count() - before);
     };
     double per_word = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const auto one_line = accesses_of(1);
         per_word = (accesses_of(2) - one_line) / 80;
     }

@@ -65,19 +65,21 @@ bool property_client_t::receive_message(std::string& type, std::string& name, st
     name.clear();
     value.clear();
     frame::field_list_t fields;
-    if (!next_frame(fields, timeout_ms)) {
-        burst_ = 0;
-        return false;
-    }
-    if (fields.size() != 3) {
+    const bool found = next_frame(fields, timeout_ms);
+    bool result = found;
+    if (found && fields.size() == 3) {
+        type = fields[0];
+        name = fields[1];
+        value = fields[2];
+    } else if (found) {
         type = "error";
         name = "bad_payload";
-        return !rx_buffer_.empty();
+        result = !rx_buffer_.empty();
     }
-    type = fields[0];
-    name = fields[1];
-    value = fields[2];
-    return true;
+    if (!result || timeout_ms != 0) {
+        burst_ = 0;
+    }
+    return result;
 }
 
 bool property_client_t::next_frame(frame::field_list_t& fields, int timeout_ms) {

@@ -2,6 +2,7 @@
 #include "sim/display_view.h"
 #include "sim/faults.h"
 #include "sim/scenario_player.h"
+#include "sim/system_path.h"
 #include "sim/unit.h"
 #include "sim/verdict.h"
 #include "sim/viewer.h"
@@ -38,6 +39,8 @@ Runs the daemon on a simulated unit, plays a firmware update and shows what come
   --speed FACTOR     play faster or slower (1)
   --pictures DIR     write a picture of the display for every state, and one at the end
   --plain            print a log even on a terminal
+  --serve            run only the property engine and the notification service, at the unit's own paths on
+                     this machine (or below FWSTATUS_UNIT_ROOT), for a daemon started by hand
   --log              print the daemon's own log at the end
   --keep             leave the unit running at the end, until Ctrl-C, and say how to poke it
   -h, --help         this text
@@ -51,6 +54,7 @@ struct options_t {
     std::vector<std::string> faults;
     double speed = 1;
     std::string pictures;
+    bool serve = false;
     bool plain = false;
     bool log = false;
     bool keep = false;
@@ -98,6 +102,7 @@ std::optional<options_t> parse_options(int argc, char** argv) {
         list_of_faults,
         speed,
         pictures,
+        serve,
         plain,
         log,
         keep
@@ -110,6 +115,7 @@ std::optional<options_t> parse_options(int argc, char** argv) {
                                 {"list-faults", no_argument, nullptr, list_of_faults},
                                 {"speed", required_argument, nullptr, speed},
                                 {"pictures", required_argument, nullptr, pictures},
+                                {"serve", no_argument, nullptr, serve},
                                 {"plain", no_argument, nullptr, plain},
                                 {"log", no_argument, nullptr, log},
                                 {"keep", no_argument, nullptr, keep},
@@ -141,6 +147,9 @@ std::optional<options_t> parse_options(int argc, char** argv) {
             break;
         case pictures:
             options.pictures = optarg;
+            break;
+        case serve:
+            options.serve = true;
             break;
         case plain:
             options.plain = true;
@@ -258,6 +267,33 @@ int report(const sim::verdict_t& verdict) {
     return verdict.faults.empty() ? 0 : 1;
 }
 
+// Plays a scenario to a daemon that somebody else starts, over and over, until Ctrl-C.
+int serve(const options_t& options) {
+    const auto scenario = sim::load_scenario(options.scenario);
+    sim::engine_t engine;
+    sim::notification_service_t notifications;
+    sim::publish_identity(engine, sim::find_unit(options.unit)->properties);
+    if (!engine.start() || !notifications.start()) {
+        throw std::runtime_error{"cannot bind the sockets below \"" + sim::unit_root() + "/tmp\""};
+    }
+    std::cout << "Serving " << options.unit << " at " << sim::unit_root() << zel::paths::property_engine
+              << " and " << sim::unit_root() << zel::paths::notification_service << ", scenario \""
+              << scenario.name << "\" over and over, until Ctrl-C." << std::endl;
+    for (;;) {
+        milliseconds last{};
+        for (const auto& event : scenario.events) {
+            std::this_thread::sleep_for((event.at - last) / options.speed);
+            last = event.at;
+            if (event.kind == sim::scenario_event_t::kind_e::set_property) {
+                engine.set(event.name, event.value);
+            }
+        }
+        const auto counts = notifications.counts();
+        std::cout << "received: " << counts.begins << " begin, " << counts.states << " state, "
+                  << counts.progresses << " progress" << std::endl;
+    }
+}
+
 int simulate(const options_t& options) {
     const auto scenario = sim::load_scenario(options.scenario);
     auto builder = sim::unit_builder_t{options.unit};
@@ -298,7 +334,10 @@ int simulate(const options_t& options) {
 int main(int argc, char** argv) {
     try {
         const auto options = parse_options(argc, argv);
-        return options ? simulate(*options) : 0;
+        if (!options) {
+            return 0;
+        }
+        return options->serve ? serve(*options) : simulate(*options);
     } catch (const usage_error_t& error) {
         std::cerr << "unit_sim: " << error.what() << "\n";
         return 2;

@@ -199,14 +199,6 @@ class front_panel_screen : public testing::Test {
     io::front_panel_t& panel_ = io::front_panel();
 };
 
-TEST_F(front_panel_screen, an_update_shows_title_state_bar_and_detail) {
-    panel_.draw_text_row(0, "----- UPDATING FIRMWARE -----", false);
-    panel_.draw_text_row(1, "Writing firmware", false);
-    panel_.draw_progress_row(2, 42);
-    panel_.draw_text_row(3, "Flashing bank 2 of 5 (17%)", false);
-    EXPECT_EQ(unit_.text_picture(), golden_picture("updating.txt", unit_.text_picture()));
-}
-
 TEST_F(front_panel_screen, a_long_status_wraps_at_a_space_and_the_bar_overwrites_what_ran_over) {
     const std::string status = "Verifying the image of the second bank before switching";
     panel_.draw_text_row(1, status, false);
