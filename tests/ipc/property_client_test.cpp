@@ -100,7 +100,10 @@ TEST_F(property_client, a_burst_larger_than_any_buffer_arrives_complete_and_in_o
 
 TEST_F(property_client, an_engine_that_shuts_down_its_side_is_read_to_the_end_and_not_waited_for) {
     engine_.send_raw(encode({"changed", "/a", std::string(300, 'x')}) + "ipc_ma");
+    zel::unix_stream_socket_t silent{"/tmp/.korv_property_ipc"};
+    EXPECT_TRUE(silent.connect());
     engine_.half_close_clients();
+    EXPECT_FALSE(silent.wait_readable(-1));
     EXPECT_TRUE(receives({"changed", "/a", std::string(300, 'x')}));
     for (const int timeout_ms : {0, 30'000, -1}) {
         polls = 0;
