@@ -1,25 +1,23 @@
 #include "ipc/frame.h"
-#include "ipc/receive_buffer.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstring>
 
 namespace {
 
 using namespace std::string_literals;
 
-std::string length(std::uint16_t value) {
+std::string length(std::size_t value) {
+    const auto low_bits = static_cast<std::uint16_t>(value);
     std::string bytes(2, '\0');
-    std::memcpy(bytes.data(), &value, 2);
+    std::memcpy(bytes.data(), &low_bits, 2);
     return bytes;
 }
 
 TEST(frame, a_request_is_laid_out_byte_for_byte_in_host_order) {
     EXPECT_EQ(zel::frame::encode({"get", "/sys/config/arch"}),
               "ipc_magic" + length(23) + length(3) + "get" + length(16) + "/sys/config/arch");
-    EXPECT_EQ(zel::frame::encode({"get_all"}), "ipc_magic" + length(9) + length(7) + "get_all");
     EXPECT_EQ(zel::frame::encode({std::string(65'537, 'x')}).substr(9, 4), length(3) + length(1));
 }
 
@@ -31,41 +29,28 @@ TEST(frame, payloads_come_apart_as_far_as_their_lengths_can_be_true) {
         {length(1) + "a" + length(9) + "short", {"a"}},
         {length(1) + "a" + "\0"s, {"a"}},
         {length(2) + "\0\xff"s + length(0), {"\0\xff"s, ""}},
-        {length(1) + "a" + length(1) + "b" + length(0) + length(1) + "d", {"a", "b", "", "not kept"}}};
+        {length(1) + "a" + length(1) + "b" + length(0) + length(1) + "d", {"a", "b", "", ""}}};
     for (const auto& [payload, expected] : cases) {
-        const auto stream =
-            "ipc_magic" + length(static_cast<std::uint16_t>(payload.size())) + payload + "next";
-        const auto size = stream.size() - 4;
+        const auto frame = "ipc_magic" + length(payload.size()) + payload;
+        const auto stream = frame + "next";
         zel::frame::field_list_t fields;
-        EXPECT_EQ(zel::frame::decode(stream, fields), size);
+        EXPECT_EQ(zel::frame::decode(stream, fields), frame.size());
         ASSERT_EQ(fields.size(), expected.size());
-        for (std::size_t i = 0; i < std::min<std::size_t>(3, fields.size()); ++i) {
+        for (std::size_t i = 0; i < fields.size(); ++i) {
             EXPECT_EQ(fields[i], expected[i]);
         }
-        EXPECT_EQ(zel::frame::decode(std::string_view{stream}.substr(0, size - 1), fields), 0u);
+        EXPECT_EQ(zel::frame::decode(std::string_view{stream}.substr(0, frame.size() - 1), fields), 0u);
         EXPECT_TRUE(fields.empty());
     }
 }
 
 TEST(frame, garbage_ends_where_the_rest_starts_like_a_frame) {
-    const std::pair<std::string_view, std::size_t> cases[]{
-        {"", 0},          {"ipc_magi", 0}, {"xxipc_magic", 2},     {"ipc_magx", 8},
-        {"ipc_magi?", 9}, {"iiiipc", 3},   {"ipc_magipc_magic", 7}};
-    for (const auto& [stream, garbage] : cases) {
-        EXPECT_EQ(zel::frame::garbage_length(stream), garbage) << stream;
+    std::vector<std::size_t> lengths;
+    for (const auto* const stream :
+         {"ipc_magi", "xxipc_magic", "ipc_magx", "ipc_magi?", "iiiipc", "ipc_magipc_magic"}) {
+        lengths.push_back(zel::frame::garbage_length(stream));
     }
-}
-
-TEST(receive_buffer, taking_a_burst_apart_moves_no_byte) {
-    zel::receive_buffer_t buffer;
-    buffer.storage().assign(10'000, 'x');
-    const auto* const start = buffer.unread().data();
-    for (std::size_t taken = 0; taken < 9'999; ++taken) {
-        ASSERT_EQ(buffer.unread().data(), start + taken);
-        buffer.consume(1);
-    }
-    buffer.storage() += "tail";
-    EXPECT_EQ(buffer.unread(), "xtail");
+    EXPECT_EQ(lengths, (std::vector<std::size_t>{0, 2, 8, 9, 3, 7}));
 }
 
 }  // namespace

@@ -1,18 +1,18 @@
 #include "ipc/ipc_server.h"
 #include "ipc/unix_stream_socket.h"
 #include "platform/logging.h"
-#include "tests/temporary_unit.h"
+#include "sim/unit.h"
+#include "tests/log_capture.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <list>
 #include <mutex>
-#include <vector>
+#include <thread>
 
 namespace {
 
@@ -21,24 +21,20 @@ constexpr const char* service_path = "/tmp/service";
 // Keeps a diary; what it does with data is the test's to say.
 class diary_server_t final : public zel::ipc_server_t {
   public:
-    explicit diary_server_t(const std::string& path = service_path) : ipc_server_t{path} {}
+    using ipc_server_t::ipc_server_t;
+
+    std::string diary(std::string_view more = {}) {
+        const std::lock_guard lock{lock_};
+        return diary_ += more;
+    }
 
     std::function<void(int, std::string_view)> reaction = [](int, std::string_view) {};
 
-    [[nodiscard]] std::string diary() {
-        const std::lock_guard lock{lock_};
-        return diary_;
-    }
-
   private:
-    void write(std::string_view text) {
-        const std::lock_guard lock{lock_};
-        diary_ += text;
-    }
-    void on_connect(int) override { write("+"); }
-    void on_disconnect(int) override { write("-"); }
+    void on_connect(int) override { diary("+"); }
+    void on_disconnect(int) override { diary("-"); }
     void on_data(int fd, const char* bytes, std::size_t length) override {
-        write({bytes, length});
+        diary({bytes, length});
         reaction(fd, {bytes, length});
     }
 
@@ -48,41 +44,24 @@ class diary_server_t final : public zel::ipc_server_t {
 
 struct client_t : zel::unix_stream_socket_t {
     client_t() : unix_stream_socket_t{service_path} {
-        EXPECT_TRUE(tests::eventually([this] { return connect(); }));
+        EXPECT_TRUE(sim::wait_until([this] { return connect(); }));
     }
     void say(std::string_view text) { EXPECT_EQ(send(text.data(), text.size()), std::ssize(text)); }
 };
 
 class ipc_server : public ::testing::Test {
   protected:
-    ~ipc_server() override {
-        server_.stop = true;
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-    }
+    ~ipc_server() override { server_.stop = true; }
+
     void start() {
-        thread_ = std::thread{[this] { result_ = server_.run(); }};
-        ASSERT_TRUE(tests::eventually([this] { return server_.is_listening(); }));
-    }
-    bool diary_becomes(const std::string& text) {
-        return tests::eventually([&] { return server_.diary() == text; });
+        thread_ = std::jthread{[this] { EXPECT_EQ(server_.run(), 0); }};
+        ASSERT_TRUE(sim::wait_until([this] { return server_.is_listening(); }));
     }
 
-    tests::temporary_unit_t unit_;
-    diary_server_t server_;
-    std::thread thread_;
-    int result_ = 1;
+    sim::unit_root_t unit_{*sim::find_unit("container")};
+    diary_server_t server_{service_path};
+    std::jthread thread_;
 };
-
-TEST_F(ipc_server, a_client_is_heard_before_it_is_seen_to_leave) {
-    start();
-    client_t{}.say("last words");
-    EXPECT_TRUE(diary_becomes("+last words-"));
-    const client_t silent;
-    ::shutdown(silent.fd(), SHUT_WR);
-    EXPECT_TRUE(diary_becomes("+last words-+-"));
-}
 
 TEST_F(ipc_server, several_hundred_clients_are_served_at_once_and_told_apart) {
     server_.reaction = [this](int fd, std::string_view text) {
@@ -90,98 +69,93 @@ TEST_F(ipc_server, several_hundred_clients_are_served_at_once_and_told_apart) {
     };
     start();
     std::list<client_t> clients(400);
-    int number = 0;
     for (auto& client : clients) {
-        client.say(std::to_string(++number));
+        client.say(std::to_string(client.fd()));
     }
-    number = 0;
     for (auto& client : clients) {
         ASSERT_TRUE(client.wait_readable(10'000));
-        EXPECT_EQ(client.read_available(), std::to_string(++number));
+        EXPECT_EQ(client.read_available(), std::to_string(client.fd()));
     }
     clients.clear();
-    EXPECT_TRUE(tests::eventually([this] { return std::ranges::count(server_.diary(), '-') == 400; }));
+    EXPECT_TRUE(sim::wait_until([this] { return std::ranges::count(server_.diary(), '-') == 400; }));
 }
 
-TEST_F(ipc_server, a_stop_from_within_ends_the_run_without_farewells_and_it_can_run_again) {
-    std::ofstream{unit_.root() + service_path} << "left by an earlier process";
-    server_.reaction = [this](int, std::string_view) { server_.stop = true; };
-    for (const auto* const diary : {"+stop", "+stop+stop"}) {
+TEST_F(ipc_server, clients_are_heard_before_they_leave_and_a_stop_from_within_sends_no_farewells) {
+    unit_.write_file(service_path, "left by an earlier process");
+    server_.reaction = [this](int, std::string_view text) { server_.stop = text == "stop"; };
+    std::string diary;
+    for (int run = 0; run < 2; ++run) {
         start();
         client_t client;
-        client.say("stop");
+        client.say("last words");
+        ::shutdown(client.fd(), SHUT_WR);
+        diary += "+last words-";
+        EXPECT_TRUE(sim::wait_until([&] { return server_.diary() == diary; }));
+        client_t stopping;
+        stopping.say("stop");
         thread_.join();
-        EXPECT_EQ(result_, 0);
-        EXPECT_EQ(server_.diary(), diary);
-        EXPECT_FALSE(client.wait_readable(10'000)) << "the connection was closed";
-        EXPECT_FALSE(std::filesystem::exists(unit_.root() + service_path));
+        EXPECT_EQ(server_.diary(), diary += "+stop");
+        EXPECT_FALSE(stopping.wait_readable(10'000)) << "the connection was closed";
+        EXPECT_FALSE(std::filesystem::exists(unit_.file(service_path)));
     }
 }
 
 TEST_F(ipc_server, a_client_that_does_not_read_is_logged_once_a_stall) {
-    const auto log = unit_.root() + "/log";
     zel::register_logger("lin_ipc");
-    zel::add_log_file(log);
-    ASSERT_TRUE(zel::set_logger_level("lin_ipc", "info"));
-    std::atomic<int> served{0};
-    std::string expected;
-    server_.reaction = [&](int fd, std::string_view) {
-        while (server_.send(fd, log.data(), log.size(), 20) > 0) {
+    const tests::log_capture_t log;
+    std::atomic<int> stalls{0};
+    server_.reaction = [&](int fd, std::string_view text) {
+        while (server_.send(fd, text.data(), text.size(), 20) > 0) {
         }
         EXPECT_FALSE(server_.send_wait(fd, 20));
-        expected += "[lin_ipc] [error] ipc_server_t::send_wait timeout on fd " + std::to_string(fd) +
-                    " timeout 20ms\n";
-        ++served;
+        ++stalls;
+        EXPECT_EQ(log.count("[lin_ipc] [error] ipc_server_t::send_wait timeout on fd " + std::to_string(fd) +
+                            " timeout 20ms\n"),
+                  stalls);
     };
     start();
     client_t client;
     for (const int stall : {1, 2}) {
         client.say("fill");
-        ASSERT_TRUE(tests::eventually([&] { return served == stall; }));
-        std::ifstream file{log};
-        std::string lines;
-        for (std::string line; std::getline(file, line);) {
-            lines += line.substr(line.find("] [lin_ipc]") + 2) + '\n';
-        }
-        EXPECT_EQ(lines, expected);
+        ASSERT_TRUE(sim::wait_until([&] { return stalls == stall; }));
         while (!client.read_available().empty()) {
         }
     }
 }
 
-TEST_F(ipc_server, sending_to_somebody_deaf_fails_without_a_signal) {
-    std::atomic<ssize_t> sent{1};
-    std::atomic<bool> tried{false};
+TEST_F(ipc_server, sending_to_somebody_deaf_fails_without_a_signal_at_either_end) {
+    client_t* unheard = nullptr;
+    std::atomic<int> failures{0};
     server_.reaction = [&](int fd, std::string_view text) {
-        if (text == "I am deaf") {
-            sent = server_.send(fd, "x", 1, 0);
-            return;
+        const bool is_deaf = text == "I am deaf";
+        if (!is_deaf) {
+            ::shutdown(fd, SHUT_RD);
         }
-        ::shutdown(fd, SHUT_RD);
-        sent = 0;
-        tests::eventually([&] { return tried.load(); });
+        failures += (is_deaf ? server_.send(fd, "x", 1, 0) : unheard->send("x", 1)) == -1 ? 1 : 0;
     };
     start();
-    client_t deaf;
-    ::shutdown(deaf.fd(), SHUT_RD);
-    deaf.say("I am deaf");
-    EXPECT_TRUE(tests::eventually([&] { return sent == -1; }));
-    client_t unheard;
-    unheard.say("are you?");
-    EXPECT_TRUE(tests::eventually([&] { return sent == 0; }));
-    EXPECT_EQ(unheard.send("x", 1), -1);
-    tried = true;
+    client_t clients[2];
+    unheard = &clients[1];
+    ::shutdown(clients[0].fd(), SHUT_RD);
+    clients[0].say("I am deaf");
+    clients[1].say("are you?");
+    EXPECT_TRUE(sim::wait_until([&] { return failures == 2; }));
 }
 
-TEST_F(ipc_server, a_path_that_cannot_be_bound_ends_the_run_and_leaks_no_descriptor) {
+TEST_F(ipc_server, a_path_that_no_address_can_hold_is_refused_at_both_ends_and_leaks_no_descriptor) {
     const auto open_files = [] {
         return std::distance(std::filesystem::directory_iterator{"/proc/self/fd"}, {});
     };
     const auto before = open_files();
-    for (const std::string& path :
-         {std::string{"/nowhere/service"}, "/tmp/" + std::string(108, 'p'), std::string{"/tmp/%d"}}) {
+    const std::string longest = "/nowhere/" + std::string(107 - unit_.path().size() - 9, 'p');
+    for (const auto& [path, error] :
+         {std::pair{longest, ENOENT}, {longest + "p", ENAMETOOLONG}, {"/tmp/100%s", EINVAL}}) {
         diary_server_t server{path};
-        EXPECT_LT(server.run(), 0) << path;
+        EXPECT_LT(server.run(), 0);
+        EXPECT_EQ(errno, error) << path;
+        zel::unix_stream_socket_t socket{path};
+        EXPECT_FALSE(socket.connect());
+        EXPECT_EQ(errno, error) << path;
     }
     EXPECT_EQ(open_files(), before);
 }
