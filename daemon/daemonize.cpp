@@ -6,17 +6,25 @@
 
 namespace zel {
 
+namespace {
+
+[[noreturn]] void give_up() {
+    throw engine_fault_e::cannot_detach;  // NOLINT(misc-throw-by-value-catch-by-reference): by value it is
+}
+
+}  // namespace
+
 int daemonize() {
     const pid_t child = ::fork();
     if (child < 0) {
-        throw engine_fault_e{engine_fault_e::cannot_detach};
+        give_up();
     }
     if (child != 0) {
         return 1;
     }
     ::umask(0);
     if (::setsid() < 0 || ::chdir("/") < 0) {
-        throw engine_fault_e{engine_fault_e::cannot_detach};
+        give_up();
     }
     // Without /dev/null standard input simply stays as it was inherited.
     const int null_device = ::open("/dev/null", O_RDWR | O_CLOEXEC);  // NOLINT(*-vararg)

@@ -7,8 +7,9 @@ namespace zel {
 
 void read_build_revision(std::string& revision) {
     revision.clear();
-    if (const auto record = read_json_object(paths::build_record)) {
-        revision = string_member(*record, "git_revision").value_or("");
+    rapidjson::Document record;
+    if (read_json_object(paths::build_record, record)) {
+        revision = string_member(record, "git_revision").value_or("");
     }
 }
 

@@ -6,22 +6,18 @@
 
 namespace zel {
 
-std::optional<rapidjson::Document> read_json_object(std::string_view unit_path) {
+bool read_json_object(std::string_view unit_path, rapidjson::Document& document) {
     std::ifstream file{system_path(unit_path)};
     if (!file) {
-        return std::nullopt;
+        return false;
     }
     std::string text;
     for (std::string line; std::getline(file, line);) {
         text += line;
         text += '\n';
     }
-    rapidjson::Document document;
     document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
-    if (document.HasParseError() || !document.IsObject()) {
-        return std::nullopt;
-    }
-    return document;
+    return !document.HasParseError() && document.IsObject();
 }
 
 std::optional<std::string> string_member(const rapidjson::Value& object, std::string_view name) {

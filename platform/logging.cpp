@@ -219,11 +219,11 @@ bool set_logger_level(const std::string& logger_name, std::string level_name) {
 void apply_level_file(const std::string& program_name) {
     try {
         const std::string path = std::string{paths::level_file_prefix} + program_name + ".json";
-        const auto document = read_json_object(path);
-        if (!document) {
+        rapidjson::Document document;
+        if (!read_json_object(path, document)) {
             return;
         }
-        const auto written_for = string_member(*document, "git_revision");
+        const auto written_for = string_member(document, "git_revision");
         if (!written_for) {
             return;
         }
@@ -234,8 +234,8 @@ void apply_level_file(const std::string& program_name) {
             [[maybe_unused]] const int status = std::system(command.c_str());  // NOLINT(cert-env33-c)
             return;
         }
-        const auto levels = document->FindMember(program_name.c_str());
-        if (levels != document->MemberEnd() && levels->value.IsObject()) {
+        const auto levels = document.FindMember(program_name.c_str());
+        if (levels != document.MemberEnd() && levels->value.IsObject()) {
             apply_levels(levels->value);
         }
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): levels stay as they are
