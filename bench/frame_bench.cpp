@@ -35,7 +35,7 @@ void decode_a_burst(benchmark::State& state) {
     }
     zel::receive_buffer_t buffer;
     std::int64_t frames = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         buffer.storage() += burst;
         frames += static_cast<std::int64_t>(take_frames(buffer));
     }
@@ -52,7 +52,7 @@ void garbage_ahead_of_a_frame(benchmark::State& state, const std::string& patter
     stream.resize(length);
     stream += progress_frame();
     zel::receive_buffer_t buffer;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         buffer.storage() += stream;
         if (take_frames(buffer) != 1) {
             state.SkipWithError("the frame behind the garbage was not found");
@@ -68,5 +68,3 @@ BENCHMARK_CAPTURE(garbage_ahead_of_a_frame, broken_frames, std::string{"ipc_magi
     ->Range(4096, 262'144);
 
 }  // namespace
-
-BENCHMARK_MAIN();

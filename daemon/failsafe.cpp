@@ -60,7 +60,8 @@ int failsafe(unsigned mode, const char* program_path) {
     for (unsigned restarts = 1;; ++restarts) {
         const pid_t child = ::fork();
         if (child < 0) {
-            scope_logger{logger, log_level_e::error} << "failsafe() -- fork() failed, errno=" << errno
+            const int error = errno;
+            scope_logger{logger, log_level_e::error} << "failsafe() -- fork() failed, errno=" << error
                                                      << ", will not restart";
             return 1;
         }
@@ -69,8 +70,9 @@ int failsafe(unsigned mode, const char* program_path) {
         }
         int status = 0;
         if (const pid_t result = wait_for(child, status); result != child) {
+            const int error = errno;
             scope_logger{logger, log_level_e::error} << "failsafe() -- waitpid() failed, result=" << result
-                                                     << " errno=" << errno << ", will not restart";
+                                                     << " errno=" << error << ", will not restart";
             return 1;
         }
         if (program_path != nullptr) {

@@ -2,10 +2,9 @@
 #include "daemon/failsafe.h"
 #include "daemon/status_reporter.h"
 
-#include <errno.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <cerrno>
 
 namespace {
 

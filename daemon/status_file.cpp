@@ -47,10 +47,11 @@ void status_file_t::save() const {
     std::string_view rest = text_;
     while (!rest.empty()) {
         const auto written = ::write(file, rest.data(), rest.size());
-        if (written <= 0 && errno != EINTR) {
+        if (written > 0) {
+            rest.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
             break;  // a full disk: the file stays short until a later pass has room
         }
-        rest.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
     }
     ::close(file);
 }

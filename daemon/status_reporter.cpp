@@ -5,7 +5,6 @@
 
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <string>
 
 namespace firmware {
@@ -61,10 +60,7 @@ void status_reporter_t::notify_ipc() {
     }
     // Built in place: a pass does not allocate.
     std::array<char, 64> text{};
-    const auto append = [&](char* at, std::string_view part) {
-        std::memcpy(at, part.data(), part.size());
-        return at + part.size();
-    };
+    const auto append = [&](char* at, std::string_view part) { return at + part.copy(at, part.size()); };
     char* end = append(append(text.data(), "fw_update_state "), display_name(updater_.state()));
     notify({text.data(), static_cast<std::size_t>(end - text.data())});
 

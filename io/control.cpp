@@ -31,11 +31,17 @@ bool has_gpio_line() {
 }
 
 std::optional<int> read_gpio_line() {
-    return sysfs_file::read_integer(std::string{zel::paths::gpio_line_prefix} + gpio_line + "/value");
+    const auto value =
+        sysfs_file::read_integer(std::string{zel::paths::gpio_line_prefix} + gpio_line + "/value");
+    if (!value) {
+        zel::scope_logger{"drv_io", zel::log_level_e::error}
+            << "driver_lib::io_control_t -- could not read gpio value file";
+    }
+    return value;
 }
 
 bool read_unit_register(std::size_t offset, std::uint32_t& word) {
-    if (system_t::fpga_base() == nullptr) {
+    if (!system_t::ready()) {
         return false;
     }
     word = mmio::read32(system_t::fpga_base() + offset);
@@ -43,7 +49,7 @@ bool read_unit_register(std::size_t offset, std::uint32_t& word) {
 }
 
 bool write_unit_register(std::size_t offset, std::uint32_t word) {
-    if (system_t::fpga_base() == nullptr) {
+    if (!system_t::ready()) {
         return false;
     }
     mmio::write32(system_t::fpga_base() + offset, word);
@@ -243,7 +249,9 @@ bool control_t::read_sensor(float& celsius) {
 bool control_t::get_gpio_status(bool& state) {
     if (has_gpio_line()) {
         const auto line = read_gpio_line();
-        state = line == 0;
+        if (line) {
+            state = *line == 0;
+        }
         return line.has_value();
     }
     std::uint32_t word = 0;

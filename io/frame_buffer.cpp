@@ -141,7 +141,8 @@ void frame_buffer_t::scroll_up(const pixel_rect_t& area, int lines) {
         return;
     }
     for (int y = visible.top; y + lines <= visible.bottom; ++y) {
-        const auto& from = lines_[static_cast<std::size_t>(y + lines)];
+        const int source = y + lines;
+        const auto& from = lines_[static_cast<std::size_t>(source)];
         auto& to = lines_[static_cast<std::size_t>(y)];
         for (int word = visible.left / per_word; word <= visible.right / per_word; ++word) {
             const auto position = static_cast<std::size_t>(word);

@@ -202,8 +202,8 @@ bool front_panel_t::set_slot_channel_state(int slot, int channel, std::uint32_t 
     if (shared_ == nullptr) {
         return false;
     }
-    const auto entry = static_cast<std::size_t>(slot * channels_per_slot + channel);
-    mmio::write32(shared_ + regs::slot_channel_states + 4 * entry, state);
+    const int entry = (slot * channels_per_slot) + channel;
+    mmio::write32(shared_ + regs::slot_channel_states + 4 * static_cast<std::size_t>(entry), state);
     return true;
 }
 

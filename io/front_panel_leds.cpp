@@ -38,7 +38,8 @@ constexpr std::array<led_wiring_t, 3> wirings{{
 
 std::array<std::uint16_t, 3> led_driver_words(int revision,
                                               std::span<const led_state_e, panel_led_count> leds) {
-    const auto& wiring = wirings[static_cast<std::size_t>(std::clamp(revision, -1, 1) + 1)];
+    const int row = std::clamp(revision, -1, 1) + 1;
+    const auto& wiring = wirings[static_cast<std::size_t>(row)];
     std::array<std::uint16_t, 3> words{};
     for (std::size_t led = 0; led < leds.size(); ++led) {
         const bool first = leds[led] == led_state_e::first_colour || leds[led] == led_state_e::both_colours;

@@ -210,7 +210,7 @@ void front_panel_screens_t::network_info(std::string_view title, std::string_vie
     const held_update_t held;
     clear_screen();
     draw_rule();
-    const int length = static_cast<int>(std::min<std::size_t>(title.size(), 2 * columns));
+    const int length = static_cast<int>(std::min<std::size_t>(title.size(), std::size_t{2} * columns));
     graphics().set_text_pos((columns - length) / 2, 0);
     graphics().draw_string(title);
     write_row(1, label_and_value("IP ADDR: ", ip));

@@ -55,7 +55,7 @@ class io_lx4s_t {
     [[nodiscard]] bool is_running() const { return !stopped_; }
 
     /// Shows a percentage: handed to the worker while that runs (shown within 4 s, for 4 s, the newest value
-    /// winning), drawn at once otherwise.
+    /// winning, but for one that comes during the last frame of those 4 s), drawn at once otherwise.
     /// @return false for a negative value, which changes nothing.
     bool set_progress(std::int32_t percent);
 
@@ -65,7 +65,8 @@ class io_lx4s_t {
     /// Blanks digits and LEDs. Not while the worker runs.
     bool clear();
 
-    /// Stops the worker, leaves "OFFL" on the digits and closes the line. A line that fails is ignored.
+    /// Stops the worker, leaves "OFFL" on the digits and closes the line. A line that fails is ignored, and
+    /// then stays open until the end of the object.
     bool close();
 
     /// The module has answered.

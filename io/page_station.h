@@ -25,7 +25,8 @@ class page_station_t : public control_t {
     /// @param full  also resets the keypad controller, checks and if need be programs its firmware, three
     ///              attempts at most. Blocks: about 50 ms, seconds when it programs. A controller that could
     ///              not be updated leaves the unit without keys, which is no failure.
-    /// @return false when this is no page station, the FPGA is not mapped or the LCD does not start.
+    /// @return false when this is no page station or the FPGA is not mapped. An LCD that does not start
+    ///         is no failure either: it stays dark.
     [[nodiscard]] bool init(bool full);
 
     /// @param value  -128..127

@@ -48,8 +48,8 @@ class serial_port {
     ///
     /// select is handed the descriptor itself as its first argument, which leaves this very descriptor out of
     /// what it looks at: the wait lasts its whole time and reports nothing ready. Users count on that full
-    /// wait as the time that the other end needs to answer. A descriptor at the start of a word of the set
-    /// (0, 64, ...) is not even cleared in the exception set and so ends as a device error.
+    /// wait as the time that the other end needs to answer. A descriptor at the start of a `long` of the set
+    /// (0, 32, ... or 0, 64, ...) is not even cleared in the exception set and so ends as a device error.
     ///
     /// Throws "select failed" (EBADF for a descriptor too large for a descriptor set, EINVAL for a closed
     /// port or a time-out that is no number or beyond 2 000 000 000 000), or "error on device in select" with

@@ -108,9 +108,9 @@ void ipc_server_t::receive(int fd) {
 void ipc_server_t::accept_client() {
     const int fd = ::accept(listener_, nullptr, nullptr);
     if (fd < 0) {
-        // Out of descriptors, the listener stays readable. Left out of one cycle it is tried again after the
-        // next event or a second, in place of keeping the processor busy.
-        may_accept_ = false;
+        // Out of descriptors or memory, the listener stays readable. Left out of one cycle it is tried again
+        // after the next event or a second, in place of keeping the processor busy.
+        may_accept_ = errno != EMFILE && errno != ENFILE && errno != ENOBUFS && errno != ENOMEM;
         return;
     }
     clients_.push_back(fd);

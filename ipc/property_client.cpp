@@ -65,22 +65,29 @@ bool property_client_t::receive_message(std::string& type, std::string& name, st
     name.clear();
     value.clear();
     frame::field_list_t fields;
-    if (!next_frame(fields, timeout_ms)) {
-        return false;
-    }
-    if (fields.size() != 3) {
+    const bool found = next_frame(fields, timeout_ms);
+    bool result = found;
+    if (found && fields.size() == 3) {
+        type = fields[0];
+        name = fields[1];
+        value = fields[2];
+    } else if (found) {
         type = "error";
         name = "bad_payload";
-        return !rx_buffer_.empty();
+        result = !rx_buffer_.empty();
     }
-    type = fields[0];
-    name = fields[1];
-    value = fields[2];
-    return true;
+    if (!result || timeout_ms != 0) {
+        burst_ = 0;
+    }
+    return result;
 }
 
 bool property_client_t::next_frame(frame::field_list_t& fields, int timeout_ms) {
-    bool readable = socket_.wait_readable(0);
+    // Whoever drains the client gets all that had arrived, which is less than this (a socket holds 208 KiB by
+    // default), and then an end, also from an engine that sends faster than we can take it.
+    constexpr std::size_t longest_burst = 256 * 1024;
+    const auto may_read = [&] { return timeout_ms != 0 || burst_ < longest_burst; };
+    bool readable = may_read() && socket_.wait_readable(0);
     while (true) {
         const bool arrived = readable && take_bytes();
         if (take_frame(fields)) {
@@ -91,7 +98,7 @@ bool property_client_t::next_frame(frame::field_list_t& fields, int timeout_ms) 
         if (readable ? !arrived : timeout_ms == 0) {
             return false;
         }
-        readable = socket_.wait_readable(timeout_ms);
+        readable = may_read() && socket_.wait_readable(timeout_ms);
         if (!readable) {
             return false;
         }
@@ -105,7 +112,9 @@ bool property_client_t::take_bytes() {
     if (rx_buffer_.size() > 2 * frame::max_size) {
         return true;
     }
-    return socket_.append_available(rx_buffer_.storage()) > 0;
+    const auto arrived = socket_.append_available(rx_buffer_.storage());
+    burst_ += arrived;
+    return arrived > 0;
 }
 
 bool property_client_t::take_frame(frame::field_list_t& fields) {

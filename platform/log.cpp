@@ -23,9 +23,11 @@ void log_base_s::guarded_format() noexcept {
     try {
         format();
     } catch (const std::exception& error) {
-        text_.str(error.what());
+        text_.str({});
+        text_ << error.what();
     } catch (...) {
-        text_.str("Unknown exeption in logger");
+        text_.str({});
+        text_ << "Unknown exeption in logger";
     }
 }
 

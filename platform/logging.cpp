@@ -94,8 +94,8 @@ std::string shell_quoted(const std::string& path) {
     return quoted + '\'';
 }
 
-void use_sinks_of(const std::string& logger_name) {
-    if (const auto logger = spdlog::get(logger_name)) {
+void use_sinks_of(const std::shared_ptr<spdlog::logger>& logger) {
+    if (logger) {
         for (const auto& sink : logger->sinks()) {
             if (sink != state().sinks) {
                 add_sink(sink);
@@ -133,6 +133,8 @@ void setup_logging(const std::string& argv0, const std::string& sink_kind) {
     try {
         // npos + 1 is 0: without a "/" the whole text is the name.
         state().program_name = argv0.substr(argv0.rfind('/') + 1);
+        // Looked up first: it may have the program's own name.
+        const auto shared = spdlog::get(sink_kind);
         make_default_logger(state().program_name);
         if (sink_kind.empty()) {
             // The system log adds time and identity itself, so it gets the bare text.
@@ -151,7 +153,7 @@ void setup_logging(const std::string& argv0, const std::string& sink_kind) {
             sink->set_pattern(long_log_pattern);
             add_sink(sink);
         } else {
-            use_sinks_of(sink_kind);
+            use_sinks_of(shared);
         }
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): a program runs on without its log
     }

@@ -93,12 +93,25 @@ int daemon_process_t::start(const std::vector<std::string>& command,
         ::waitpid(starter, nullptr, 0);
         return -1;
     }
-    for (const pid_t child : children()) {
-        if (std::find(before.begin(), before.end(), child) == before.end()) {
-            pid_ = child;
-        }
-    }
+    adopt(before);
     return WIFEXITED(*status) ? WEXITSTATUS(*status) : 128 + WTERMSIG(*status);
+}
+
+// A single new child is the daemon, whatever has become of it. Of two it is the one that has detached, or is
+// about to.
+void daemon_process_t::adopt(const std::vector<pid_t>& before) {
+    const auto leads_session = [](pid_t child) { return ::getsid(child) == child; };
+    std::vector<pid_t> adopted;
+    const auto deadline = std::chrono::steady_clock::now() + 20s;
+    do {
+        std::this_thread::sleep_for(1ms);
+        adopted = children();
+        std::erase_if(adopted, [&](pid_t child) { return std::ranges::find(before, child) != before.end(); });
+        std::ranges::partition(adopted, leads_session);
+    } while (adopted.size() > 1 && !leads_session(adopted.front()) &&
+             std::chrono::steady_clock::now() < deadline);
+    pid_ = adopted.empty() ? 0 : adopted[0];
+    companion_ = adopted.size() < 2 ? 0 : adopted[1];
 }
 
 bool daemon_process_t::is_running() {
@@ -113,6 +126,18 @@ void daemon_process_t::kill() {
         ::kill(pid_, SIGKILL);
         ::waitpid(pid_, &wait_status_, 0);
         pid_ = 0;
+    }
+    end_companion();
+}
+
+void daemon_process_t::end_companion() {
+    if (companion_ != 0) {
+        ::kill(companion_, SIGTERM);
+        if (!wait_for(companion_, 5s)) {
+            ::kill(companion_, SIGKILL);
+            ::waitpid(companion_, nullptr, 0);
+        }
+        companion_ = 0;
     }
 }
 

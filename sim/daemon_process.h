@@ -9,7 +9,8 @@
 namespace sim {
 
 /// A daemon run as on a unit: the program is started, detaches, and its parent's exit status is taken; the
-/// detached process is found again as this process's adopted child. Killed on destruction.
+/// detached process is found again as this process's adopted child, that which leads a session of its own. A
+/// wrapper may leave a process beside it, as `strace -D` does. Both are killed on destruction.
 class daemon_process_t {
   public:
     daemon_process_t() = default;
@@ -32,6 +33,8 @@ class daemon_process_t {
     /// How it ended, as `waitpid` tells it; meaningful once it no longer runs.
     [[nodiscard]] int wait_status() const { return wait_status_; }
     void kill();
+    /// Asks the process that a wrapper left beside the daemon to end, and waits for it. The daemon runs on.
+    void end_companion();
 
     /// Its processor time so far, open descriptors, and resident memory in bytes.
     [[nodiscard]] std::chrono::milliseconds cpu_time() const;
@@ -39,7 +42,10 @@ class daemon_process_t {
     [[nodiscard]] long resident_bytes() const;
 
   private:
+    void adopt(const std::vector<pid_t>& before);
+
     pid_t pid_ = 0;
+    pid_t companion_ = 0;
     int wait_status_ = 0;
 };
 

@@ -29,7 +29,7 @@ spi_bits_t keypad_t::exchange(const spi_bits_t& sent, std::uint32_t bit_rate, un
                          std::to_string(command) + ", not understood");
         return answer;
     }
-    answer.set_number(0, 8, 'B');
+    answer.set_number(0, 8, face_.answer);
     return answer;
 }
 

@@ -42,6 +42,8 @@ struct keypad_face_state_t {
         bool pressed = false;
     };
 
+    std::uint8_t answer = 0x42;  ///< first byte of every answer; another one is a fault
+
     std::array<bool, led_count> leds_a{};
     std::array<bool, led_count> leds_b{};
     std::uint32_t led_updates = 0;

@@ -91,7 +91,8 @@ void page_station_block_t::write_control(std::uint32_t value) {
         state_.general_outputs[i] = (value >> i & 1u) != 0;
     }
     state_.general_outputs[3] = (value >> 14 & 1u) != 0;
-    state_.backlight = static_cast<std::int8_t>(value >> 5 & 0xFFu);
+    const int level = static_cast<int>(value >> 5 & 0xFFu);
+    state_.backlight = level > 127 ? level - 256 : level;
     state_.keypad_runs = (value >> 13 & 1u) != 0;
     update_pins();
 }

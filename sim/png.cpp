@@ -1,10 +1,14 @@
 #include "sim/png.h"
 
+#ifdef FWSTATUS_HAS_PNG
 #include <png.h>
+#endif
 
 #include <stdexcept>
 
 namespace sim {
+
+#ifdef FWSTATUS_HAS_PNG
 
 void write_png(const std::string& path, const pixels_t& pixels) {
     static_assert(sizeof(pixels_t::colour_t) == 3, "rows are handed over as they lie in memory");
@@ -17,5 +21,13 @@ void write_png(const std::string& path, const pixels_t& pixels) {
         throw std::runtime_error{path + ": " + image.message};
     }
 }
+
+#else
+
+void write_png(const std::string& path, const pixels_t& /*pixels*/) {
+    throw std::runtime_error{path + ": this build of the simulator has no libpng"};
+}
+
+#endif
 
 }  // namespace sim

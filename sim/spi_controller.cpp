@@ -132,7 +132,7 @@ void spi_controller_t::start() {
 void spi_controller_t::exchange(unsigned bits) {
     spi_bits_t sent{bits};
     for (unsigned i = 0; i < bits; ++i) {
-        sent.set(i, (transmit_[i / 16] >> (15 - i % 16) & 1U) != 0);
+        sent.set(i, (transmit_[i / 16] & 0x8000U >> (i % 16)) != 0);
     }
     const auto answer = peer_.exchange(sent, clock_from(rate_), control_ & 3);
     if (answer.size() != bits) {

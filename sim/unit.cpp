@@ -17,6 +17,8 @@ constexpr std::string_view every_level_trace =
     "SPDLOG_LEVEL=drv_io=trace,drv_io_page_station=trace,drv_io_lx4s=trace,lin_ipc=trace,lin_property=trace,"
     "eng_daemon=trace";
 
+}  // namespace
+
 void publish_identity(engine_t& engine, const unit_properties_t& properties) {
     const auto publish = [&](const char* name, std::string_view value) {
         engine.set("/sys/config/" + std::string{name}, std::string{value});
@@ -29,8 +31,6 @@ void publish_identity(engine_t& engine, const unit_properties_t& properties) {
     publish("fw_server_crc_compat", properties.fw_server_crc_compat);
     publish("fw_server_hash_compat", properties.fw_server_hash_compat);
 }
-
-}  // namespace
 
 bool wait_until(const std::function<bool()>& condition, std::chrono::milliseconds patience) {
     const auto deadline = std::chrono::steady_clock::now() + patience;

@@ -86,6 +86,9 @@ class unit_builder_t {
     std::vector<std::function<void(unit_t&)>> preparations_;
 };
 
+/// Lets an engine answer for a unit's identity.
+void publish_identity(engine_t& engine, const unit_properties_t& properties);
+
 /// Waits until `condition` holds, looking every few milliseconds; false when it never did.
 [[nodiscard]] bool wait_until(const std::function<bool()>& condition,
                               std::chrono::milliseconds patience = std::chrono::seconds{20});

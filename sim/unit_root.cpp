@@ -3,6 +3,8 @@
 #include "platform/paths.h"
 #include "sim/system_path.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -10,8 +12,6 @@
 #include <iterator>
 #include <sstream>
 #include <system_error>
-
-#include <unistd.h>
 
 namespace sim {
 

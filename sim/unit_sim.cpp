@@ -1,7 +1,8 @@
 #include "platform/paths.h"
 #include "sim/display_view.h"
 #include "sim/faults.h"
-#include "sim/scenario.h"
+#include "sim/scenario_player.h"
+#include "sim/system_path.h"
 #include "sim/unit.h"
 #include "sim/verdict.h"
 #include "sim/viewer.h"
@@ -38,6 +39,8 @@ Runs the daemon on a simulated unit, plays a firmware update and shows what come
   --speed FACTOR     play faster or slower (1)
   --pictures DIR     write a picture of the display for every state, and one at the end
   --plain            print a log even on a terminal
+  --serve            run only the property engine and the notification service, at the unit's own paths on
+                     this machine (or below FWSTATUS_UNIT_ROOT), for a daemon started by hand
   --log              print the daemon's own log at the end
   --keep             leave the unit running at the end, until Ctrl-C, and say how to poke it
   -h, --help         this text
@@ -51,6 +54,7 @@ struct options_t {
     std::vector<std::string> faults;
     double speed = 1;
     std::string pictures;
+    bool serve = false;
     bool plain = false;
     bool log = false;
     bool keep = false;
@@ -98,6 +102,7 @@ std::optional<options_t> parse_options(int argc, char** argv) {
         list_of_faults,
         speed,
         pictures,
+        serve,
         plain,
         log,
         keep
@@ -110,6 +115,7 @@ std::optional<options_t> parse_options(int argc, char** argv) {
                                 {"list-faults", no_argument, nullptr, list_of_faults},
                                 {"speed", required_argument, nullptr, speed},
                                 {"pictures", required_argument, nullptr, pictures},
+                                {"serve", no_argument, nullptr, serve},
                                 {"plain", no_argument, nullptr, plain},
                                 {"log", no_argument, nullptr, log},
                                 {"keep", no_argument, nullptr, keep},
@@ -141,6 +147,9 @@ std::optional<options_t> parse_options(int argc, char** argv) {
             break;
         case pictures:
             options.pictures = optarg;
+            break;
+        case serve:
+            options.serve = true;
             break;
         case plain:
             options.plain = true;
@@ -209,45 +218,25 @@ void wait_for_first_pass(sim::unit_t& unit, sim::viewer_t& viewer) {
     }
 }
 
-void apply(const sim::scenario_event_t& event, sim::unit_t& unit, picture_book_t& pictures) {
-    using kind_e = sim::scenario_event_t::kind_e;
-    switch (event.kind) {
-    case kind_e::set_property:
-        if (event.name == "/sys/fw_status/state") {
-            pictures.note_state(event.value);
-        }
-        unit.engine().set(event.name, event.value);
-        break;
-    case kind_e::press:
-    case kind_e::release:
-        sim::move_key(unit.definition(), static_cast<unsigned>(std::stoul(event.value)),
-                      event.kind == kind_e::press);
-        break;
-    case kind_e::end:
-        break;
-    }
-}
-
 void play(const sim::scenario_t& scenario, double speed, sim::unit_t& unit, sim::viewer_t& viewer,
           picture_book_t& pictures) {
     constexpr milliseconds frame{100};
-    const auto start = std::chrono::steady_clock::now();
-    const auto elapsed = [&] {
-        return std::chrono::duration_cast<milliseconds>((std::chrono::steady_clock::now() - start) * speed);
-    };
     milliseconds next_frame{};
-    for (const auto& event : scenario.events) {
-        for (auto now = elapsed(); now < event.at; now = elapsed()) {
-            if (now >= next_frame) {
-                viewer.show(now);
-                next_frame = now + milliseconds{static_cast<long>(frame.count() * speed)};
-            }
-            std::this_thread::sleep_for(
-                std::min<std::chrono::duration<double>>(5ms, (event.at - now) / speed));
+    sim::scenario_watch_t watch;
+    watch.meanwhile = [&](milliseconds now) {
+        if (now >= next_frame) {
+            viewer.show(now);
+            next_frame = now + milliseconds{static_cast<long>(frame.count() * speed)};
         }
-        apply(event, unit, pictures);
-    }
-    viewer.show(elapsed());
+    };
+    watch.before = [&](const sim::scenario_event_t& event) {
+        if (event.kind == sim::scenario_event_t::kind_e::set_property &&
+            event.name == "/sys/fw_status/state") {
+            pictures.note_state(event.value);
+        }
+    };
+    sim::play(scenario, speed, unit, watch);
+    viewer.show(scenario.events.back().at);
 }
 
 void keep_running(sim::unit_t& unit) {
@@ -276,6 +265,33 @@ int report(const sim::verdict_t& verdict) {
     }
     std::cout << (verdict.faults.empty() ? "  All as it should be.\n" : "") << std::flush;
     return verdict.faults.empty() ? 0 : 1;
+}
+
+// Plays a scenario to a daemon that somebody else starts, over and over, until Ctrl-C.
+int serve(const options_t& options) {
+    const auto scenario = sim::load_scenario(options.scenario);
+    sim::engine_t engine;
+    sim::notification_service_t notifications;
+    sim::publish_identity(engine, sim::find_unit(options.unit)->properties);
+    if (!engine.start() || !notifications.start()) {
+        throw std::runtime_error{"cannot bind the sockets below \"" + sim::unit_root() + "/tmp\""};
+    }
+    std::cout << "Serving " << options.unit << " at " << sim::unit_root() << zel::paths::property_engine
+              << " and " << sim::unit_root() << zel::paths::notification_service << ", scenario \""
+              << scenario.name << "\" over and over, until Ctrl-C." << std::endl;
+    for (;;) {
+        milliseconds last{};
+        for (const auto& event : scenario.events) {
+            std::this_thread::sleep_for((event.at - last) / options.speed);
+            last = event.at;
+            if (event.kind == sim::scenario_event_t::kind_e::set_property) {
+                engine.set(event.name, event.value);
+            }
+        }
+        const auto counts = notifications.counts();
+        std::cout << "received: " << counts.begins << " begin, " << counts.states << " state, "
+                  << counts.progresses << " progress" << std::endl;
+    }
 }
 
 int simulate(const options_t& options) {
@@ -318,7 +334,10 @@ int simulate(const options_t& options) {
 int main(int argc, char** argv) {
     try {
         const auto options = parse_options(argc, argv);
-        return options ? simulate(*options) : 0;
+        if (!options) {
+            return 0;
+        }
+        return options->serve ? serve(*options) : simulate(*options);
     } catch (const usage_error_t& error) {
         std::cerr << "unit_sim: " << error.what() << "\n";
         return 2;

@@ -17,6 +17,14 @@ std::uint32_t bus_order(std::uint32_t value) {
     }
 }
 
+// PowerPC lets a load overtake an earlier store to another register, so that a poll could see what was before
+// the command. ARM keeps accesses to one device in order by itself.
+void keep_order() {
+#ifdef __powerpc__
+    __asm__ volatile("eieio" ::: "memory");
+#endif
+}
+
 }  // namespace
 
 std::byte* map(int descriptor, std::size_t length, off_t device_offset) {
@@ -30,19 +38,25 @@ void unmap(std::byte* mapping, std::size_t length) {
 }
 
 std::uint32_t read32(const std::byte* address) {
-    return bus_order(*reinterpret_cast<const volatile std::uint32_t*>(address));
+    const auto word = *reinterpret_cast<const volatile std::uint32_t*>(address);
+    keep_order();
+    return bus_order(word);
 }
 
 void write32(std::byte* address, std::uint32_t value) {
     *reinterpret_cast<volatile std::uint32_t*>(address) = bus_order(value);
+    keep_order();
 }
 
 std::uint8_t read8(const std::byte* address) {
-    return *reinterpret_cast<const volatile std::uint8_t*>(address);
+    const auto byte = *reinterpret_cast<const volatile std::uint8_t*>(address);
+    keep_order();
+    return byte;
 }
 
 void write8(std::byte* address, std::uint8_t value) {
     *reinterpret_cast<volatile std::uint8_t*>(address) = value;
+    keep_order();
 }
 
 }  // namespace io::mmio

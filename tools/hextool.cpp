@@ -103,7 +103,7 @@ std::string not_data_problem(const io::keypad_image_reading_t& reading) {
 std::string address_problem(const io::keypad_image_reading_t& reading, std::size_t bytes_so_far) {
     const auto& record = reading.record;
     const std::size_t expected = reading.expected_address;
-    const std::size_t length = static_cast<std::size_t>(record.data_len);
+    const auto length = static_cast<std::size_t>(record.data_len);
     if (record.address == expected) {
         return "a record of " + std::to_string(length) + " bytes at " + hex(record.address) +
                " reaches past the image's end at " + hex(io::keypad_image_size);

@@ -24,8 +24,8 @@ constexpr const char* help =
     "  propctl monitor NAME...      prints NAME=VALUE now and at every change, until\n"
     "                               interrupted\n"
     "\n"
-    "Exit status: 0 done, 1 no such property, 2 wrong usage, 3 no property engine, or\n"
-    "none that answers.\n";
+    "Exit status: 0 done, 1 no such property, or it kept its value, 2 wrong usage,\n"
+    "3 no property engine, or none that answers.\n";
 
 constexpr std::size_t any_number = 1000;
 

@@ -58,13 +58,16 @@ TEST(control, refuses_an_alert_out_of_range) {
     EXPECT_NEAR(on.outside.alert_hz, 16'274, 3);
 }
 
-TEST(control, lamps_are_dimmed_on_an_exponential_scale) {
+TEST(control, the_mixer_dims_its_lamps_on_an_exponential_scale_and_runs_its_fans_at_a_fixed_drive) {
     controlled_unit_t on{"mixer"};
     for (const auto& [percent, value] : {std::pair{10.0, 8191}, {50.0, 38222}, {100.0, 262142}}) {
         EXPECT_TRUE(on.controller.set_lamp_brightness(1, percent));
         EXPECT_EQ(on.outside.lamp[1] * 262144, value);
     }
     EXPECT_EQ(on.outside.lamp[0], 0) << "the other lamp is left alone";
+    EXPECT_TRUE(on.controller.set_fan_drive(90));
+    EXPECT_EQ(on.outside.fan_drive[0] * 131072, -65535);
+    EXPECT_TRUE(on.outside.fan_fixed[0]);
     EXPECT_EQ(console_of([&] {
                   EXPECT_FALSE(on.controller.set_lamp_brightness(2, 50));
                   EXPECT_FALSE(on.controller.set_lamp_brightness(0, 9.5));
@@ -87,7 +90,7 @@ TEST(control, reads_the_speed_of_fans_that_turn_and_of_one_that_does_not) {
     EXPECT_EQ(console_of([&] { EXPECT_FALSE(on.controller.get_fan_speed(2, rpm)); }), "invalid fan: 2\n");
 }
 
-TEST(control, reads_the_fans_of_the_large_base_unit) {
+TEST(control, a_large_base_unit_has_a_slower_clock_full_fans_and_perhaps_no_sensor) {
     controlled_unit_t on{"large-base-unit"};
     std::uint32_t rpm = 0;
     EXPECT_TRUE(on.controller.get_fan_speed(0, rpm));
@@ -95,15 +98,7 @@ TEST(control, reads_the_fans_of_the_large_base_unit) {
     EXPECT_TRUE(on.controller.set_fan_drive(20));
     EXPECT_NEAR(on.outside.fan_drive[1], 1.0, 1e-4) << "full speed whatever the temperature";
     EXPECT_TRUE(on.outside.fan_fixed[1]);
-}
-
-TEST(control, a_unit_without_fans_reports_none) {
-    controlled_unit_t on{"base-unit"};
-    std::uint32_t rpm = 77;
-    EXPECT_TRUE(on.controller.get_fan_speed(5, rpm));
-    EXPECT_EQ(rpm, 0U);
-    EXPECT_TRUE(on.controller.set_fan_drive(60));
-    EXPECT_TRUE(on.controller.set_lamp_brightness(5, 0));
+    on.outside.sensor.fitted = false;
     float celsius = 77;
     EXPECT_TRUE(on.controller.get_temperature(celsius));
     EXPECT_EQ(celsius, 77.0F);
@@ -119,13 +114,6 @@ TEST(control, fan_drive_follows_the_temperature_smoothly) {
     EXPECT_NEAR(on.outside.fan_drive[1], -0.72, 1e-4) << "a tenth of the way to 0";
     EXPECT_FALSE(on.outside.fan_fixed[0]);
     EXPECT_FALSE(on.controller.set_fan_drive(std::numeric_limits<double>::quiet_NaN()));
-}
-
-TEST(control, the_mixers_fans_run_at_a_quarter) {
-    controlled_unit_t on{"mixer"};
-    EXPECT_TRUE(on.controller.set_fan_drive(90));
-    EXPECT_EQ(on.outside.fan_drive[0] * 131072, -65535);
-    EXPECT_TRUE(on.outside.fan_fixed[0]);
 }
 
 TEST(control, reads_the_temperature_and_keeps_it_for_others) {
@@ -148,14 +136,6 @@ TEST(control, reads_the_temperature_and_keeps_it_for_others) {
 
     on.outside.sensor.fitted = false;
     EXPECT_FALSE(on.controller.get_temperature(celsius));
-}
-
-TEST(control, a_large_base_unit_may_lack_the_sensor) {
-    controlled_unit_t on{"large-base-unit"};
-    on.outside.sensor.fitted = false;
-    float celsius = 77;
-    EXPECT_TRUE(on.controller.get_temperature(celsius));
-    EXPECT_EQ(celsius, 77.0F);
 }
 
 TEST(control, drives_the_unit_registers_one_field_at_a_time) {

@@ -220,9 +220,8 @@ TEST(graphics, text_is_aligned_in_both_directions_line_by_line) {
         << "no blanks before the second line";
     EXPECT_EQ(sheet.drawn("a\n  l", mode::align_centre),
               "\n...###....\n...#.#....\n...###....\n....#.....\n....#.....\n....##....");
-    EXPECT_EQ(sheet.drawn("l", mode::align_bottom).substr(3 * 11), "\n#.........\n#.........\n##........");
-    EXPECT_EQ(sheet.drawn("l", mode::align_middle).substr(11, 3 * 11),
-              "\n#.........\n#.........\n##........");
+    EXPECT_EQ(sheet.drawn("l", mode::align_bottom).substr(33), "\n#.........\n#.........\n##........");
+    EXPECT_EQ(sheet.drawn("l", mode::align_middle).substr(11, 33), "\n#.........\n#.........\n##........");
     sheet.lcd.set_pixel_pos(9, 5);
     sheet.lcd.set_mode(mode::align_left | mode::align_top);
     sheet.lcd.draw_string("a");

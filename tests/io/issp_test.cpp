@@ -81,8 +81,8 @@ class issp : public testing::Test {
     issp() {
         auto* const block = io::system_t::fpga_base() + 0x20'0000;
         io::mmio::write32(block, 1u << 13);
-        lines.set_register(block + 0x300);
-        lines.programming_on();
+        lines_.set_register(block + 0x300);
+        lines_.programming_on();
     }
     ~issp() override { EXPECT_EQ(sim::violations(), ""); }
 
@@ -96,16 +96,16 @@ class issp : public testing::Test {
         return words;
     }
 
-    tests::bench_unit_t unit{"page-station"};
-    sim::page_station_state_t& state = sim::set_up_keypad(unit.root, sim::keypad_setup_e::up_to_date);
-    io::system_t system;
-    io::keypad_lines_t lines;
-    io::issp_t issp_{lines};
+    tests::bench_unit_t unit_{"page-station"};
+    sim::page_station_state_t& state_ = sim::set_up_keypad(unit_.root, sim::keypad_setup_e::up_to_date);
+    io::system_t system_;
+    io::keypad_lines_t lines_;
+    io::issp_t issp_{lines_};
 };
 
 TEST_F(issp, a_bit_is_three_writes_and_every_change_keeps_the_other_lines) {
-    lines.sclk_drive_on();
-    lines.xres_drive_on();
+    lines_.sclk_drive_on();
+    lines_.xres_drive_on();
     sim::fpga()->record(true);
     constexpr std::array<std::uint8_t, 1> bits{0b10111111};
     issp_.SendVector(bits, 2);
@@ -128,7 +128,7 @@ TEST_F(issp, the_key_follows_the_reset_pulse_at_once) {
     const std::vector<std::uint32_t> entry{0x0001, 0x0021, 0x0021, 0x0821, 0x1821,
                                            0x0821, 0x0A21, 0x0E21, 0x0E61, 0x0E21};
     EXPECT_EQ(std::vector(words.begin(), words.begin() + 10), entry);
-    EXPECT_EQ(state.chip.entries, 1u);
+    EXPECT_EQ(state_.chip.entries, 1u);
 }
 
 TEST_F(issp, a_block_goes_to_flash_and_is_compared_byte_by_byte) {
@@ -141,7 +141,7 @@ TEST_F(issp, a_block_goes_to_flash_and_is_compared_byte_by_byte) {
     EXPECT_EQ(issp_.LoadTarget(), 127 * 0xFF + 0x5A);
     EXPECT_EQ(issp_.fProgramTargetBlock(63), io::issp_result_e::success);
     EXPECT_EQ(issp_.fReadStatus(), io::issp_result_e::success);
-    EXPECT_EQ(state.chip.flash[63 * 128 + 127], 0x5A);
+    EXPECT_EQ(state_.chip.flash[63 * 128 + 127], 0x5A);
 
     EXPECT_EQ(issp_.fVerifySetup(63), io::issp_result_e::success);
     EXPECT_EQ(issp_.fReadByteLoop(), io::issp_result_e::success);
@@ -162,7 +162,7 @@ TEST_F(issp, a_block_goes_to_flash_and_is_compared_byte_by_byte) {
 }
 
 TEST_F(issp, silence_ends_the_wait_after_201_looks) {
-    state.chip.present = false;
+    state_.chip.present = false;
     sim::fpga()->record(true);
     EXPECT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::no_entry);
     const auto words = recorded();
@@ -171,7 +171,7 @@ TEST_F(issp, silence_ends_the_wait_after_201_looks) {
 
 TEST_F(issp, an_operation_that_never_ends_is_given_up_after_200_ms) {
     ASSERT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::success);
-    state.chip.never_finishes = true;
+    state_.chip.never_finishes = true;
     sim::fpga()->record(true);
     EXPECT_EQ(issp_.fEraseTarget(), io::issp_result_e::erase_failed);
     EXPECT_EQ(std::ranges::count(recorded(), ~0u), 2 + 1 + 200);  // silent, high; then 201 times still high

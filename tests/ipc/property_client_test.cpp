@@ -19,6 +19,7 @@ thread_local int polls = 0;
 }  // namespace
 
 // Stands before the C library's, to count what the client asks of the system.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" int poll(pollfd* entries, nfds_t count, int timeout_ms) {
     ++polls;
     timespec timeout{timeout_ms / 1000, timeout_ms % 1000 * 1'000'000L};

@@ -1,6 +1,5 @@
 #include "platform/identity.h"
 #include "platform/logging.h"
-#include "platform/product_list.h"
 #include "platform/product_tables.h"
 #include "sim/system_path.h"
 #include "tests/log_capture.h"
@@ -9,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -94,7 +92,6 @@ TEST(identity, a_failed_attempt_is_repeated_whole_over_a_new_connection) {
 }
 
 TEST(identity, an_engine_that_answers_one_read_ends_the_process_after_two_attempts) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
     engine.answers_per_client = {1, 1, 7};
     tests::log_capture_t log;
     EXPECT_EXIT(
@@ -126,24 +123,6 @@ TEST(identity, a_platform_that_is_not_listed_is_out_of_range_and_a_part_number_i
         }
     }
     EXPECT_EQ(engine.clients_alive, 0U);
-}
-
-TEST(product_tables, hold_what_the_drivers_tell_apart) {
-    EXPECT_EQ(zel::platform_code("expc"), 13);
-    EXPECT_EQ(zel::platform_code("ampc"), 29);
-    for (const auto* const name : {"expd", "vnode"}) {
-        EXPECT_NO_THROW(static_cast<void>(zel::platform_code(name)));
-    }
-    using namespace zel::product_list;
-    for (const int code : {2, 4, 6, 12, 19}) {
-        EXPECT_EQ(std::ranges::count(platforms, code, &platform_row_t::code), 1) << code;
-    }
-    for (const std::uint32_t code : {66U, 67U, 85U, 93U, 94U, 100U, 137U}) {
-        EXPECT_EQ(std::ranges::count(products, code, &product_row_t::code), 1) << code;
-    }
-    for (const auto& product : products) {
-        EXPECT_EQ(zel::part_number_code(product.text), product.code) << "each text is one product's";
-    }
 }
 
 TEST(product_tables, describe_a_listed_product_and_fall_back_for_others) {

@@ -46,6 +46,9 @@ TEST(daemon, detaches_into_a_session_of_its_own) {
 }
 
 TEST(daemon, started_without_descriptors_prints_into_nothing_it_opened) {
+    if (!sim::emulator_command().empty()) {
+        GTEST_SKIP() << "an emulator opens files of its own before the daemon can";
+    }
     auto unit = sim::unit_builder_t{"container"}.without_daemon().start();
     ASSERT_EQ(unit->start_daemon({"sh", "-c", "exec \"$@\" <&- >&- 2>&-", "sh"}), 0);
     ASSERT_TRUE(unit->run_passes(1));

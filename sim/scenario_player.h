@@ -1,0 +1,23 @@
+#pragma once
+
+#include "sim/scenario.h"
+#include "sim/unit.h"
+
+#include <chrono>
+#include <functional>
+
+namespace sim {
+
+/// Who watches while a scenario is played.
+struct scenario_watch_t {
+    /// Called every few milliseconds, with the scenario's own time.
+    std::function<void(std::chrono::milliseconds now)> meanwhile = [](auto) {};
+    /// Called before an event happens.
+    std::function<void(const scenario_event_t& event)> before = [](const auto&) {};
+};
+
+/// Lets everything that a scenario holds happen to a unit, and returns at its end.
+/// @param speed  seconds of the scenario that pass in one second.
+void play(const scenario_t& scenario, double speed, unit_t& unit, const scenario_watch_t& watch);
+
+}  // namespace sim

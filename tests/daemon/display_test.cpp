@@ -1,0 +1,111 @@
+#include "daemon/display.h"
+#include "io/io_lx4s.h"
+#include "io/system.h"
+#include "platform/paths.h"
+#include "sim/front_panel_block.h"
+#include "sim/keypad_setup.h"
+#include "sim/picture.h"
+#include "sim/png.h"
+#include "sim/serial_module.h"
+#include "tests/golden_picture.h"
+#include "tests/io/bench_unit.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+using firmware::display_mode_e;
+using firmware::probe_display;
+using firmware::show_status;
+
+sim::front_panel_state_t& panel() {
+    return sim::shared_state<sim::front_panel_state_t>("front_panel");
+}
+sim::glass_state_t& desk_glass() {
+    return sim::shared_state<sim::glass_state_t>("glass");
+}
+
+/// A unit whose hardware is mapped, as it is when the display is looked for.
+struct unit_t {
+    explicit unit_t(const sim::unit_definition_t& definition) : bench{definition} {}
+    explicit unit_t(std::string_view name) : bench{name} {}
+    tests::bench_unit_t bench;
+    io::system_t system;
+};
+
+/// Compares a glass with its golden picture. Where FWSTATUS_PICTURES names a directory, leaves it there as
+/// PNG.
+void expect_picture(const sim::glass_state_t& glass, const std::string& name) {
+    const auto picture = sim::picture_of(glass);
+    const auto text = sim::text_picture(picture);
+    EXPECT_EQ(text, tests::golden_picture(name + ".txt", text));
+    if (const char* const directory = std::getenv("FWSTATUS_PICTURES")) {
+        sim::write_png(std::string{directory} + "/" + name + ".png", sim::tinted_picture(picture, 1, 4));
+    }
+}
+
+TEST(display, is_the_lcd_front_panel_with_the_update_on_it_from_opening_to_end) {
+    const unit_t unit{"base-unit"};
+    const auto mode = probe_display();
+    ASSERT_EQ(mode, display_mode_e::front_panel);
+    EXPECT_EQ(panel().backlight, 127);
+    expect_picture(panel().glass, "lcd-opening");
+
+    show_status(mode, "Initializing", -1, "");
+    expect_picture(panel().glass, "lcd-unknown-progress");
+    show_status(mode, "Writing Firmware", 63, "Block 6 of 9");
+    expect_picture(panel().glass, "lcd-running");
+    show_status(mode, "Finished. Rebooting...", 1000, "");
+    expect_picture(panel().glass, "lcd-final");
+    EXPECT_EQ(sim::violations(), "");
+}
+
+TEST(display, is_the_page_stations_lcd_where_there_is_no_panel) {
+    const unit_t unit{"page-station"};
+    sim::set_up_keypad(unit.bench.root, sim::keypad_setup_e::up_to_date);
+    const auto mode = probe_display();
+    ASSERT_EQ(mode, display_mode_e::page_station);
+    show_status(mode, "Writing gjpqy, a name too long for one row", 63, "is not shown");
+    expect_picture(desk_glass(), "page-station");
+    EXPECT_EQ(sim::violations(), "");
+}
+
+TEST(display, is_the_serial_panel_where_its_module_answers) {
+    const unit_t unit{"serial-panel"};
+    sim::serial_display_t glass;
+    sim::serial_module_t module{glass};
+    module.connect(unit.bench.root.file(zel::paths::serial_front_panel));
+    EXPECT_EQ(probe_display(), display_mode_e::serial_panel);
+    EXPECT_TRUE(module.wait_for_frames(2, std::chrono::seconds{10}));
+    io::serial_panel().close();
+}
+
+TEST(display, of_a_unit_with_panel_and_page_station_is_the_panel_alone) {
+    auto both = *sim::find_unit("base-unit");
+    both.has_page_station = true;
+    const unit_t unit{both};
+    EXPECT_EQ(probe_display(), display_mode_e::front_panel);
+    EXPECT_EQ(desk_glass().commands, 0u);
+}
+
+TEST(display, is_none_when_the_controller_fails) {
+    auto definition = *sim::find_unit("base-unit");
+    definition.in_container = true;
+    const unit_t unit{definition};
+    EXPECT_EQ(probe_display(), display_mode_e::none);
+    EXPECT_EQ(panel().link.transfers, 0u) << "no panel is tried then";
+}
+
+TEST(display, is_none_when_nothing_answers) {
+    const unit_t silent{"base-unit"};
+    panel().present = false;
+    const auto mode = probe_display();
+    EXPECT_EQ(mode, display_mode_e::none);
+    EXPECT_TRUE(silent.bench.log.has("Front panel not found"));
+    show_status(mode, "Error", 5, "nobody sees this");
+}
+
+}  // namespace
