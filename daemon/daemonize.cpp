@@ -9,14 +9,14 @@ namespace zel {
 int daemonize() {
     const pid_t child = ::fork();
     if (child < 0) {
-        throw engine_fault_e::cannot_detach;
+        throw engine_fault_e{engine_fault_e::cannot_detach};
     }
     if (child != 0) {
         return 1;
     }
     ::umask(0);
     if (::setsid() < 0 || ::chdir("/") < 0) {
-        throw engine_fault_e::cannot_detach;
+        throw engine_fault_e{engine_fault_e::cannot_detach};
     }
     // Without /dev/null standard input simply stays as it was inherited.
     const int null_device = ::open("/dev/null", O_RDWR | O_CLOEXEC);  // NOLINT(*-vararg)

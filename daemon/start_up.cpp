@@ -12,6 +12,8 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
+#include <new>
 
 // Everything that happens before main, in the order in which it happens. No other file of the system defines
 // an object that is constructed before main; what the libraries need they construct on first use.
@@ -46,7 +48,8 @@ const struct before_main_t {
 
         // Never destroyed, none of them: the process that detaches ends here, and must leave the hardware to
         // its child.
-        [[maybe_unused]] static const auto& hardware_root = *new io::system_t;
+        alignas(io::system_t) static std::array<std::byte, sizeof(io::system_t)> hardware_root;
+        new (hardware_root.data()) io::system_t;
         [[maybe_unused]] const auto& controller = io::control();
         [[maybe_unused]] const auto& front_panel = io::front_panel();
         [[maybe_unused]] const auto& page_station = io::page_station();

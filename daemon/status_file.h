@@ -7,8 +7,8 @@ namespace firmware {
 
 /// The XML file in which a unit's web server shows the update.
 ///
-/// Rewritten in place, without a temporary file. A reader may therefore find it short or empty for a moment; it is emptied
-/// and written with one call each to keep that moment small.
+/// Rewritten in place, without a temporary file. A reader may therefore find it short or empty for a moment;
+/// it is emptied and written with one call each to keep that moment small.
 class status_file_t {
   public:
     /// @param path  where the file lies on this machine.

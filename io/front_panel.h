@@ -15,8 +15,9 @@ namespace io {
 /// states that the cards' indicators show. What the LCD can show is in the base class.
 ///
 /// Brought up by `initialise`; before that every operation on hardware fails. Operations return false after a
-/// line on standard output for an argument out of range, and when an SPI transfer failed; nothing was written
-/// then. They block for the SPI transfers they make, each bounded as io/spi.h says.
+/// line on standard output for an argument out of range, with nothing written, and when an SPI transfer
+/// failed (io/spi.h says what may have been written then). They block for the SPI transfers they make, each
+/// bounded as io/spi.h says.
 class front_panel_t : public system_t, public front_panel_screens_t {
   public:
     static constexpr int unread_revision = -2;

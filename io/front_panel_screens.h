@@ -17,7 +17,8 @@ class front_panel_screens_t {
     /// Resets the drawing layer and fills the screen with ink or paper.
     static void fill_screen(bool ink);
 
-    /// Clears a row of 16 lines and writes text into it; text that is too long runs on into the next one.
+    /// Clears a row of 16 lines and writes text into it; text that is too long runs on into the next one;
+    /// behind the last row that scrolls the whole screen up.
     /// @param row       0..3. A negative one is not refused; what would lie above the screen falls on its
     ///                  first line.
     /// @param centred   by the widest line of the text.

@@ -9,8 +9,8 @@ namespace io {
 /// the log "drv_io_page_station" tells the outcome.
 ///
 /// What the flash holds is told by its byte sum alone. The sum that it is compared with adds up over the
-/// attempts of a process: a second attempt finds a difference and programs the controller anew, whatever the
-/// first one left in it.
+/// attempts of a process: a second attempt finds a difference and programs the controller anew, unless the
+/// image's byte sum is a multiple of 65536.
 ///
 /// Blocks: about a second for a whole programming, more with a slow controller. Needs the line register's
 /// programming mode.

@@ -1,28 +1,19 @@
 #include "io/lcd_bus.h"
 
 #include "io/front_panel.h"
+#include "io/page_station.h"
 #include "io/page_station_lcd.h"
 #include "io/system.h"
 
 namespace io {
 
-namespace {
-
-constexpr std::uint32_t page_station_platform = 4;
-
-bool on_page_station() {
-    return system_t::platform_id() == page_station_platform;
-}
-
-}  // namespace
-
 bool lcd_write(bool is_data, std::uint8_t byte) {
-    return on_page_station() ? page_station_lcd_write(is_data ? 1 : 0, byte)
+    return is_page_station() ? page_station_lcd_write(is_data ? 1 : 0, byte)
                              : front_panel().send_to_lcd(is_data, byte);
 }
 
 bool lcd_write_word(std::uint16_t word) {
-    if (on_page_station()) {
+    if (is_page_station()) {
         if (system_t::fpga_base() == nullptr) {
             return false;
         }

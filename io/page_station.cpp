@@ -53,9 +53,10 @@ std::uint8_t received(const spi_t& spi, std::size_t byte) {
     return static_cast<std::uint8_t>(spi.receive.at(byte / 2) >> (byte % 2 == 0 ? 8 : 0));
 }
 
-/// Top line of a row. A row far off the screen wraps around like any coordinate.
+/// Top line of a row. However far above the screen a row lies, it shows the same of itself: nothing.
 int top_of(int row) {
-    return static_cast<int>(static_cast<unsigned>(row) * unsigned{row_height});
+    constexpr int far_above = -100;
+    return std::max(row, far_above) * row_height;
 }
 
 }  // namespace

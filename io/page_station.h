@@ -15,15 +15,16 @@ namespace io {
 /// A paging desk's keypad, key LEDs and LCD of 240 x 64 pixels, used as three rows of 21 pixels.
 ///
 /// Operations return whether they succeeded and throw nothing; what is wrong with an argument or an answer
-/// stands on standard output or, for the LEDs, in the log "drv_io_page_station". All of them fail while
-/// `init` has not found the registers. One thread only, and nothing else may use the keypad's lines.
+/// stands on standard output or, for the LEDs, in the log "drv_io_page_station". Operations on registers fail
+/// while `init` has not found them. One thread only, and nothing else may use the keypad's lines.
 class page_station_t : public control_t {
   public:
     static constexpr int led_count = 33;
 
     /// Brings the page station up.
     /// @param full  also resets the keypad controller, checks and if need be programs its firmware, three
-    ///              attempts at most. Blocks: about 50 ms, seconds when it programs. A controller that could
+    ///              attempts at most. Blocks: about 0.2 s for the LCD's start, up to 0.2 s more for
+    ///              each attempt that nobody answers, seconds when it programs. A controller that could
     ///              not be updated leaves the unit without keys, which is no failure.
     /// @return false when this is no page station or the FPGA is not mapped. An LCD that does not start
     ///         is no failure either: it stays dark.

@@ -1,26 +1,19 @@
 #include "io/page_station_lcd.h"
 
 #include "io/mmio.h"
+#include "io/page_station_regs.h"
 #include "io/system.h"
 
-#include <cstddef>
-
 namespace io {
-
-namespace {
-
-// From the start of the FPGA's registers
-constexpr std::size_t command_port = 0x200503;
-constexpr std::size_t data_port = 0x200507;
-
-}  // namespace
 
 bool page_station_lcd_write(unsigned selector, std::uint8_t byte) {
     auto* const fpga = system_t::fpga_base();
     if (fpga == nullptr) {
         return false;
     }
-    mmio::write8(fpga + (selector == 0 ? command_port : data_port), byte);
+    namespace regs = page_station_regs;
+    const auto port = selector == 0 ? regs::lcd_command_port : regs::lcd_data_port;
+    mmio::write8(fpga + regs::block_offset + port, byte);
     return true;
 }
 

@@ -11,11 +11,12 @@ namespace io::page_station_regs {
 inline constexpr std::size_t block_offset = 0x20'0000;  ///< of the block in the FPGA
 
 inline constexpr std::size_t control = 0x000;         ///< read and write
-inline constexpr std::size_t status = 0x100;          ///< read; cleared by a write of 0
+inline constexpr std::size_t status = 0x100;          ///< read
 inline constexpr std::size_t input = 0x200;           ///< read
 inline constexpr std::size_t keypad_lines = 0x300;    ///< outputs write-only, see below
 inline constexpr std::size_t spi_controller = 0x400;  ///< a block of its own, leads to the keypad controller
-// The LCD's two byte ports, at 0x503 and 0x507, are in io/page_station_lcd.h.
+inline constexpr std::size_t lcd_command_port = 0x503;  ///< byte, write-only
+inline constexpr std::size_t lcd_data_port = 0x507;     ///< byte, write-only
 
 namespace control_bits {
 inline constexpr field_t output0{0, 0};

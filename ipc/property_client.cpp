@@ -85,7 +85,7 @@ bool property_client_t::receive_message(std::string& type, std::string& name, st
 bool property_client_t::next_frame(frame::field_list_t& fields, int timeout_ms) {
     // Whoever drains the client gets all that had arrived, which is less than this (a socket holds 208 KiB by
     // default), and then an end, also from an engine that sends faster than we can take it.
-    constexpr std::size_t longest_burst = 256 * 1024;
+    constexpr std::size_t longest_burst = 262'144;
     const auto may_read = [&] { return timeout_ms != 0 || burst_ < longest_burst; };
     bool readable = may_read() && socket_.wait_readable(0);
     while (true) {

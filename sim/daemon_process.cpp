@@ -107,7 +107,7 @@ void daemon_process_t::adopt(const std::vector<pid_t>& before) {
         std::this_thread::sleep_for(1ms);
         adopted = children();
         std::erase_if(adopted, [&](pid_t child) { return std::ranges::find(before, child) != before.end(); });
-        std::ranges::partition(adopted, leads_session);
+        std::partition(adopted.begin(), adopted.end(), leads_session);
     } while (adopted.size() > 1 && !leads_session(adopted.front()) &&
              std::chrono::steady_clock::now() < deadline);
     pid_ = adopted.empty() ? 0 : adopted[0];

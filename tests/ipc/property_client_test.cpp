@@ -109,6 +109,23 @@ TEST_F(property_client, a_burst_larger_than_any_buffer_arrives_complete_and_in_o
     sender.join();
 }
 
+TEST_F(property_client, a_drain_ends_although_the_engine_sends_on_and_the_next_one_goes_on_from_there) {
+    constexpr int batch = 1000;
+    std::string changes;
+    for (int i = 0; i < batch; ++i) {
+        changes += encode({"changed", "/a", std::to_string(i)});
+    }
+    engine_.send_raw(changes);
+    int taken = 0;
+    while (receive()) {
+        if (++taken % batch == 0) {
+            ASSERT_LT(taken, 100 * batch);
+            engine_.send_raw(changes);  // just when it would have found nothing
+        }
+    }
+    EXPECT_TRUE(receives({"changed", "/a", std::to_string(taken % batch)}));
+}
+
 TEST_F(property_client, an_engine_that_shuts_down_its_side_is_read_to_the_end_and_not_waited_for) {
     engine_.set("/a", "1");
     engine_.send_raw(encode({"changed", "/a", std::string(300, 'x')}) + "ipc_ma");
