@@ -17,8 +17,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::string revision{"what was here before"};
     zel::read_build_revision(revision);
     // Escapes make a text longer in the file than in memory.
-    fuzz::require(revision.empty() || (revision.size() < content.size() &&
-                                       content.find('{') != content.npos && content.find('"') != content.npos),
+    fuzz::require(revision.empty() ||
+                      (revision.size() < content.size() && content.find('{') != content.npos &&
+                       content.find('"') != content.npos),
                   "a revision comes from a member of the file's object");
     return 0;
 }

@@ -46,7 +46,8 @@ void read_records(const std::vector<char>& content) {
             return;
         }
         fuzz::require(record.data_len >= 0 && record.data_len <= 255, "a count has two digits");
-        if (result == io::ihex_result_e::success) {
+        // A damaged type may be negative, which is not what a type is written for.
+        if (result == io::ihex_result_e::success && record.type >= 0) {
             check_round_trip(record);
         }
     }
@@ -61,8 +62,8 @@ void read_image(const std::vector<char>& content) {
     const auto reading = io::read_keypad_image(stream.get(), *image, sum);
     fuzz::require(reading.expected_address < io::keypad_image_size, "nothing is expected behind the image");
     if (reading.fault == io::keypad_image_fault_e::none) {
-        fuzz::require(sum == static_cast<std::uint16_t>(std::accumulate(image->begin(), image->end(),
-                                                                        std::uint32_t{start_value})),
+        fuzz::require(sum == static_cast<std::uint16_t>(
+                                 std::accumulate(image->begin(), image->end(), std::uint32_t{start_value})),
                       "the sum of a whole image is the sum of its bytes");
     }
 }

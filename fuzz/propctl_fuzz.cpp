@@ -11,9 +11,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using tools::property_tool_t;
-    // Nobody takes the requests: they have to fit the socket.
-    constexpr std::size_t most_words = 64;
-    constexpr std::size_t most_bytes = 16'384;
+    // Nobody takes the requests: they have to fit the socket, or the tool waits.
+    constexpr std::size_t most_words = 16;
+    constexpr std::size_t most_bytes = 4096;
     static fuzz::engine_end_t engine;
     static std::FILE* const nowhere = std::fopen("/dev/null", "w");
     if (size > most_bytes) {

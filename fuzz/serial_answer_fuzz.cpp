@@ -21,6 +21,7 @@
 
 // The half second that the module has for its answer always passes whole, and would be all that this fuzzer
 // does. Our answer is there before the question.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's names are reserved
 extern "C" int select(int count, fd_set* readable, fd_set* writable, fd_set* failed, timeval* /*remaining*/) {
     const timespec no_time{};
     return ::pselect(count, readable, writable, failed, &no_time, nullptr);
@@ -79,12 +80,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     io::io_lx4s_t panel{std::chrono::milliseconds{0}};
     const bool found = panel.open();
     fuzz::require(found == panel.is_present(), "a panel that was found is present");
-    fuzz::require(found == (!unplugged && answer.starts_with('C')), "a module answers with a C, nothing else");
+    fuzz::require(found == (!unplugged && answer.starts_with('C')),
+                  "a module answers with a C, nothing else");
     if (!unplugged) {
         constexpr std::string_view question{"\x95"};
         constexpr std::string_view question_and_blank_frame{"\x95\x99\0\0\0\0\0\0", 8};
         const auto expected = found ? question_and_blank_frame : question;
-        fuzz::require(heard_by_module(line, expected.size()) == expected, "a module that was found is blanked");
+        fuzz::require(heard_by_module(line, expected.size()) == expected,
+                      "a module that was found is blanked");
     }
     return 0;
 }

@@ -1,78 +1,94 @@
-// Text and graphics on the LCD: any bytes, modes, fonts, viewports and positions, on a page station's LCD bus
-// that comes and goes. In the end the glass shows what the frame buffer holds.
+// Text and graphics on the LCD: any bytes, modes, fonts, viewports and positions, on a bus that fails at any
+// transfer. In the end the glass shows what the frame buffer holds.
 //
-// Input: drawing commands, one a line: a letter, numbers with a space behind each, a text in which "\n" is a
-// line end. See `commands` below.
+// Input: drawing commands, one a line: a letter, numbers and a text with a space between them. A "\n" in the
+// text is a line end. See `commands` below.
 
 #include "fuzz/harness.h"
 #include "io/fonts.h"
 #include "io/front_panel_screens.h"
 #include "io/graphics.h"
-#include "io/system.h"
+#include "io/lcd_bus.h"
 #include "io/text_layout.h"
 #include "io/utf8.h"
-#include "sim/board.h"
 #include "sim/glass.h"
-#include "sim/shared_state.h"
-#include "sim/unit_definition.h"
-#include "sim/unit_root.h"
 
 #include <array>
-#include <optional>
+#include <climits>
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace {
 
+/// The LCD on wires of its own, without FPGA, which would take most of the time.
+struct lcd_t {
+    sim::glass_state_t state;
+    sim::glass_t glass{state};
+    int transfers_left = INT_MAX;  ///< until the bus fails
+
+    bool take(bool is_data, std::uint8_t byte) {
+        if (transfers_left <= 0) {
+            return false;
+        }
+        --transfers_left;
+        glass.take(is_data, byte);
+        return true;
+    }
+};
+
+lcd_t& lcd() {
+    static auto& instance = *new lcd_t;
+    return instance;
+}
+
+}  // namespace
+
+// The library's bus stays out of a program that has one.
+namespace io {
+
+bool lcd_write(bool is_data, std::uint8_t byte) {
+    return lcd().take(is_data, byte);
+}
+
+bool lcd_write_word(std::uint16_t word) {
+    return lcd().take(true, static_cast<std::uint8_t>(word >> 8)) &&
+           lcd().take(true, static_cast<std::uint8_t>(word & 0xFFu));
+}
+
+}  // namespace io
+
+namespace {
+
 using screens_t = io::front_panel_screens_t;
 
-/// A page station: its LCD takes a byte with a single access, which keeps a fuzzer fast.
-class station_t {
-  public:
-    station_t() {
-        sim::set_fpga(sim::build_board(root_.definition()));
-        plug_in();
-        fuzz::require(io::graphics().init_graphics(), "the LCD starts");
-    }
+/// Drawing layer and LCD as they are after the first start, which blocks, whatever was drawn before.
+void start_anew() {
+    static const bool started = io::graphics().init_graphics();
+    fuzz::require(started, "the LCD starts");
+    static const io::graphics_t fresh_graphics = io::graphics();
+    static const sim::glass_state_t fresh_glass = lcd().state;
+    io::graphics() = fresh_graphics;
+    lcd().state = fresh_glass;
+    lcd().transfers_left = INT_MAX;
+}
 
-    void plug_in() {
-        if (!hardware_) {
-            hardware_.emplace();
+void check_glass() {
+    lcd().transfers_left = INT_MAX;
+    io::graphics().end_update();
+    const auto picture = std::make_unique<sim::glass_picture_t>(sim::picture_of(lcd().state));
+    const auto& frame = io::graphics().frame();
+    bool same = true;
+    for (unsigned y = 0; y < sim::glass_state_t::height; ++y) {
+        const auto line = frame.line(static_cast<int>(y));
+        for (unsigned x = 0; x < sim::glass_state_t::width; ++x) {
+            const auto level = unsigned{line[x / 3]} >> std::array{11u, 6u, 0u}[x % 3] & 31u;
+            same &= (*picture)[y][x] == level;
         }
     }
-    /// Without the FPGA's registers no byte reaches the LCD.
-    void pull_out() { hardware_.reset(); }
-
-    /// Every context as after the start, nothing held, everything paper.
-    void start_anew() {
-        plug_in();
-        auto& lcd = io::graphics();
-        lcd.init_graphics();
-        lcd.begin_update();
-        lcd.fill_rect(0, 0, io::graphics_t::width, io::graphics_t::height, io::graphics_t::paper);
-        lcd.end_update();
-    }
-
-    void check_glass() {
-        plug_in();
-        io::graphics().end_update();
-        const auto picture = sim::picture_of(glass_);
-        const auto& frame = io::graphics().frame();
-        for (unsigned y = 0; y < sim::glass_state_t::height; ++y) {
-            const auto line = frame.line(static_cast<int>(y));
-            for (unsigned x = 0; x < sim::glass_state_t::width; ++x) {
-                const auto level = unsigned{line[x / 3]} >> std::array{11, 6, 0}[x % 3] & 31u;
-                fuzz::require(picture[y][x] == level, "the glass shows what the frame buffer holds");
-            }
-        }
-        fuzz::require(glass_.faults == 0, "the LCD controller understands everything");
-    }
-
-  private:
-    sim::unit_root_t root_{*sim::find_unit("page-station")};
-    sim::glass_state_t& glass_ = sim::shared_state<sim::glass_state_t>("glass");
-    std::optional<io::system_t> hardware_;
-};
+    fuzz::require(same, "the glass shows what the frame buffer holds");
+    fuzz::require(lcd().state.faults == 0, "the LCD controller understands everything");
+}
 
 std::string text_of(std::string_view escaped) {
     std::string text{escaped};
@@ -95,13 +111,13 @@ void check_utf8(std::string_view text) {
 }
 
 void check_widths(const std::string& text) {
-    const auto& lcd = io::graphics();
-    const int to_line_end = lcd.text_width(text, 0);
-    const int to_word_end = lcd.text_width(text, 1);
-    const int widest = lcd.text_width(text, 2);
+    const auto& graphics = io::graphics();
+    const int to_line_end = graphics.text_width(text, 0);
+    const int to_word_end = graphics.text_width(text, 1);
+    const int widest = graphics.text_width(text, 2);
     fuzz::require(to_word_end >= 0 && to_word_end <= to_line_end && to_line_end <= widest,
                   "a word is no wider than its line, a line no wider than the widest");
-    const auto fitting = io::shortened_to_fit(lcd.font(), text);
+    const auto fitting = io::shortened_to_fit(graphics.font(), text);
     fuzz::require(fitting.size() <= text.size() + 3, "a text that is shortened grows by its dots at most");
 }
 
@@ -135,51 +151,54 @@ void show_screen(int which, int number, const std::string& text) {
 struct command_t {
     char letter;
     std::size_t numbers;
-    void (*run)(station_t& station, const std::array<int, 5>& n, const std::string& text);
+    void (*run)(const std::array<int, 5>& n, const std::string& text);
 };
 
 constexpr command_t commands[] = {
-    {'t', 0, [](station_t&, const auto&, const auto& text) { io::graphics().draw_string(text); }},
-    {'r', 2, [](station_t&, const auto& n, const auto& text) { screens_t::draw_text_row(n[0], text, n[1] != 0); }},
-    {'b', 2, [](station_t&, const auto& n, const auto&) { screens_t::draw_progress_row(n[0], n[1]); }},
-    {'s', 2, [](station_t&, const auto& n, const auto& text) { show_screen(n[0], n[1], text); }},
-    {'v', 4, [](station_t&, const auto& n, const auto&) { io::graphics().set_viewport(n[0], n[1], n[2], n[3]); }},
-    {'m', 1, [](station_t&, const auto& n, const auto&) { io::graphics().set_mode(static_cast<std::uint32_t>(n[0])); }},
-    {'x', 1, [](station_t&, const auto& n, const auto&) { io::graphics().select_context(static_cast<std::size_t>(n[0])); }},
+    {'t', 0, [](const auto&, const auto& text) { io::graphics().draw_string(text); }},
+    {'r', 2, [](const auto& n, const auto& text) { screens_t::draw_text_row(n[0], text, n[1] != 0); }},
+    {'b', 2, [](const auto& n, const auto&) { screens_t::draw_progress_row(n[0], n[1]); }},
+    {'s', 2, [](const auto& n, const auto& text) { show_screen(n[0], n[1], text); }},
+    {'v', 4, [](const auto& n, const auto&) { io::graphics().set_viewport(n[0], n[1], n[2], n[3]); }},
+    {'m', 1, [](const auto& n, const auto&) { io::graphics().set_mode(static_cast<std::uint32_t>(n[0])); }},
+    {'x', 1,
+     [](const auto& n, const auto&) { io::graphics().select_context(static_cast<std::size_t>(n[0])); }},
     {'f', 1,
-     [](station_t&, const auto& n, const auto&) {
-         constexpr std::array<const io::font_t*, 4> fonts{nullptr, &io::default_font, &io::title_font, &io::text_font};
+     [](const auto& n, const auto&) {
+         constexpr std::array<const io::font_t*, 4> fonts{nullptr, &io::default_font, &io::title_font,
+                                                          &io::text_font};
          io::graphics().select_font(fonts[static_cast<unsigned>(n[0]) % fonts.size()]);
      }},
-    {'c', 2, [](station_t&, const auto& n, const auto&) { io::graphics().set_text_pos(n[0], n[1]); }},
-    {'p', 2, [](station_t&, const auto& n, const auto&) { io::graphics().set_pixel_pos(n[0], n[1]); }},
-    {'M', 2, [](station_t&, const auto& n, const auto&) { io::graphics().move_to(n[0], n[1]); }},
-    {'L', 2, [](station_t&, const auto& n, const auto&) { io::graphics().line_to(n[0], n[1]); }},
-    {'O', 4, [](station_t&, const auto& n, const auto&) { io::graphics().rect_outline(n[0], n[1], n[2], n[3]); }},
+    {'c', 2, [](const auto& n, const auto&) { io::graphics().set_text_pos(n[0], n[1]); }},
+    {'p', 2, [](const auto& n, const auto&) { io::graphics().set_pixel_pos(n[0], n[1]); }},
+    {'M', 2, [](const auto& n, const auto&) { io::graphics().move_to(n[0], n[1]); }},
+    {'L', 2, [](const auto& n, const auto&) { io::graphics().line_to(n[0], n[1]); }},
+    {'O', 4, [](const auto& n, const auto&) { io::graphics().rect_outline(n[0], n[1], n[2], n[3]); }},
     {'R', 5,
-     [](station_t&, const auto& n, const auto&) {
+     [](const auto& n, const auto&) {
          io::graphics().fill_rect(n[0], n[1], n[2], n[3], static_cast<std::uint16_t>(n[4]));
      }},
-    {'h', 0, [](station_t&, const auto&, const auto&) { io::graphics().begin_update(); }},
-    {'e', 0, [](station_t&, const auto&, const auto&) { io::graphics().end_update(); }},
-    {'-', 0, [](station_t& station, const auto&, const auto&) { station.pull_out(); }},
-    {'+', 0, [](station_t& station, const auto&, const auto&) { station.plug_in(); }},
+    {'h', 0, [](const auto&, const auto&) { io::graphics().begin_update(); }},
+    {'e', 0, [](const auto&, const auto&) { io::graphics().end_update(); }},
+    {'-', 1, [](const auto& n, const auto&) { lcd().transfers_left = n[0]; }},
+    {'+', 0, [](const auto&, const auto&) { lcd().transfers_left = INT_MAX; }},
 };
 
-void run_line(station_t& station, std::string_view line) {
+void run_line(std::string_view line) {
     fuzz::input_t input{line};
-    const char letter = input.letter();
+    const auto letter = input.up_to(' ');
     for (const auto& command : commands) {
-        if (command.letter == letter) {
-            std::array<int, 5> numbers{};
-            for (std::size_t i = 0; i < command.numbers; ++i) {
-                numbers[i] = input.number();
-            }
-            const auto text = text_of(input.rest());
-            check_utf8(text);
-            check_widths(text);
-            command.run(station, numbers, text);
+        if (letter.size() != 1 || command.letter != letter.front()) {
+            continue;
         }
+        std::array<int, 5> numbers{};
+        for (std::size_t i = 0; i < command.numbers; ++i) {
+            numbers[i] = input.number();
+        }
+        const auto text = text_of(input.rest());
+        check_utf8(text);
+        check_widths(text);
+        command.run(numbers, text);
     }
 }
 
@@ -187,12 +206,11 @@ void run_line(station_t& station, std::string_view line) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr int most_lines = 32;
-    static station_t station;
-    station.start_anew();
+    start_anew();
     fuzz::input_t input{data, size};
     for (int lines = 0; lines < most_lines && !input.empty(); ++lines) {
-        run_line(station, input.line());
+        run_line(input.line());
     }
-    station.check_glass();
+    check_glass();
     return 0;
 }

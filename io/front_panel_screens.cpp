@@ -163,7 +163,9 @@ void front_panel_screens_t::slot_names(int first, std::string_view a, std::strin
     const std::array names{a, b, c, d};
     const int shown = has_one_slot() ? 1 : static_cast<int>(names.size());
     for (int i = 0; i < shown; ++i) {
-        const std::array label{static_cast<char>('A' + (first + i)), ':', ' '};
+        // Without sign: there are no letters for such a number, but it must not overflow either.
+        const auto letter = 'A' + static_cast<unsigned>(first) + static_cast<unsigned>(i);
+        const std::array label{static_cast<char>(letter), ':', ' '};
         write_cleared_row(i + 1,
                           label_and_value({label.data(), label.size()}, names[static_cast<std::size_t>(i)]));
     }
