@@ -33,10 +33,10 @@ class lcd_view_t : public display_view_t {
   public:
     explicit lcd_view_t(const glass_state_t& glass) : glass_{glass} {}
 
-    std::vector<std::string> lines(unsigned columns) const override {
+    [[nodiscard]] std::vector<std::string> lines(unsigned columns) const override {
         return lines_of(terminal_picture(picture_of(glass_), columns));
     }
-    bool in_use() const override { return glass_.lit(); }
+    [[nodiscard]] bool in_use() const override { return glass_.lit(); }
 
   protected:
     [[nodiscard]] pixels_t picture(int backlight) const {
@@ -51,8 +51,10 @@ class front_panel_view_t final : public lcd_view_t {
   public:
     explicit front_panel_view_t(const front_panel_state_t& state) : lcd_view_t{state.glass}, state_{state} {}
 
-    std::string caption() const override { return "LCD front panel, " + backlight_text(state_.backlight); }
-    pixels_t pixels() const override { return picture(state_.backlight); }
+    [[nodiscard]] std::string caption() const override {
+        return "LCD front panel, " + backlight_text(state_.backlight);
+    }
+    [[nodiscard]] pixels_t pixels() const override { return picture(state_.backlight); }
 
   private:
     const front_panel_state_t& state_;
@@ -63,13 +65,13 @@ class page_station_view_t final : public lcd_view_t {
     page_station_view_t(const glass_state_t& glass, const page_station_state_t& state)
         : lcd_view_t{glass}, state_{state} {}
 
-    std::string caption() const override {
+    [[nodiscard]] std::string caption() const override {
         const auto lit = std::count(state_.face.leds_a.begin(), state_.face.leds_a.end(), true) +
                          std::count(state_.face.leds_b.begin(), state_.face.leds_b.end(), true);
         return "page station, " + backlight_text(state_.backlight) + ", keypad " + keypad_text() + ", " +
                std::to_string(lit) + " key LEDs lit";
     }
-    pixels_t pixels() const override { return picture(state_.backlight); }
+    [[nodiscard]] pixels_t pixels() const override { return picture(state_.backlight); }
 
   private:
     [[nodiscard]] std::string keypad_text() const {
@@ -89,12 +91,12 @@ class serial_panel_view_t final : public display_view_t {
   public:
     explicit serial_panel_view_t(const serial_module_t& module) : module_{module} {}
 
-    std::string caption() const override { return "serial front panel"; }
-    std::vector<std::string> lines(unsigned /*columns*/) const override {
+    [[nodiscard]] std::string caption() const override { return "serial front panel"; }
+    [[nodiscard]] std::vector<std::string> lines(unsigned /*columns*/) const override {
         return lines_of(seven_segment_text(module_.display()));
     }
-    pixels_t pixels() const override { return seven_segment_pixels(module_.display()); }
-    bool in_use() const override { return !module_.history().empty(); }
+    [[nodiscard]] pixels_t pixels() const override { return seven_segment_pixels(module_.display()); }
+    [[nodiscard]] bool in_use() const override { return !module_.history().empty(); }
 
   private:
     const serial_module_t& module_;
