@@ -4,9 +4,7 @@
 #include "platform/logging.h"
 #include "platform/product_tables.h"
 #include "sim/board.h"
-#include "sim/control_block.h"
 #include "sim/fpga.h"
-#include "sim/shared_state.h"
 #include "sim/unit_root.h"
 #include "tests/log_capture.h"
 
@@ -29,12 +27,6 @@ class bench_unit_t {
         sim::set_fpga(sim::build_board(definition));
     }
     explicit bench_unit_t(std::string_view name) : bench_unit_t{*sim::find_unit(name)} {}
-
-    /// What the unit registers, fans and lamps show.
-    [[nodiscard]] static sim::control_block_state_t& outside() {
-        static auto& state = sim::shared_state<sim::control_block_state_t>("control");
-        return state;
-    }
 
     sim::unit_root_t root;
     log_capture_t log;

@@ -2,9 +2,7 @@
 #include "io/mmio.h"
 #include "io/system.h"
 #include "sim/keypad_setup.h"
-#include "tests/io/bench_unit.h"
-
-#include <gtest/gtest.h>
+#include "tests/io/driver_test.h"
 
 #include <algorithm>
 #include <string>
@@ -22,34 +20,29 @@ std::string hex(std::span<const std::uint8_t> bytes) {
 }
 
 TEST(issp_vectors, the_frames_add_up_to_the_published_bytes) {
-    struct published_t {
+    constexpr struct {
         std::string_view role;
         std::size_t length;
         const char* bytes;
-    };
-    constexpr published_t published[] = {
+    } published[] = {
         {"initialisation", 594,
-         "CA0000000000000000000000000000000DEE21F7F027DC409F7001FDEE01E7C1D79F207E7D887D"
-         "EE21F7F007DC401F7001FDEE01F7A01FDEA01F7B007DE013F7C007DF281F7D187DFE2580"},
+         "CA0000000000000000000000000000000DEE21F7F027DC409F7001FDEE01E7C1D79F207E7D887DEE21F7F007DC401F7001"
+         "FDEE01F7A01FDEA01F7B007DE013F7C007DF281F7D187DFE2580"},
         {"silicon ID setup", 418,
-         "DEE21F7F027DC409F7001F9F075E7C81F9F401F7F007DC401F7001FDEE01F7A01FDEA01F7B007DE00DF7C007DF281F7D187"
-         "DF"
-         "E2580"},
+         "DEE21F7F027DC409F7001F9F075E7C81F9F401F7F007DC401F7001FDEE01F7A0"
+         "1FDEA01F7B007DE00DF7C007DF281F7D187DFE2580"},
         {"erase", 396,
-         "DEE21F7F027DC409F7001F9F075E7C85FDFC01F71007DC007F7B807DE00BF7A01FDEA01F7B047DF001F7C987DF481F7F896"
-         "0"},
+         "DEE21F7F027DC409F7001F9F075E7C85FDFC01F71007DC007F7B807DE00BF7A0"
+         "1FDEA01F7B047DF001F7C987DF481F7F8960"},
         {"program block", 440,
-         "DEE21F7F027DC409F7001F9F075E7C81F9F701F7F007DC401F7001FDEE01F6A00FDE807F7A807DEC01F78057DF001F7CA07"
-         "DF"
-         "461F7F896"},
+         "DEE21F7F027DC409F7001F9F075E7C81F9F701F7F007DC401F7001FDEE01F6A0"
+         "0FDE807F7A807DEC01F78057DF001F7CA07DF461F7F896"},
         {"verify setup", 440,
-         "DEE21F7F027DC409F7001F9F075E7C81F9F701F7F007DC401F7001FDEE01F6A80FDE807F7A807DEC01F7800FDF001F7CA07"
-         "DF"
-         "461F7F896"},
+         "DEE21F7F027DC409F7001F9F075E7C81F9F701F7F007DC401F7001FDEE01F6A8"
+         "0FDE807F7A807DEC01F7800FDF001F7CA07DF461F7F896"},
         {"checksum setup", 418,
-         "DEE21F7F027DC409F7001F9F075E7C81F9F401F7F007DC401F7001FDEE01F7A01FDEA01F7B007DE00FF7C007DF281F7D187"
-         "DF"
-         "E2580"},
+         "DEE21F7F027DC409F7001F9F075E7C81F9F401F7F007DC401F7001FDEE01F7A0"
+         "1FDEA01F7B007DE00FF7C007DF281F7D187DFE2580"},
         {"TSYNC enable", 110, "DEE21F7F027DC409F7001FDEE01C"},
         {"TSYNC disable", 110, "DEE21F71007DFC01F7001FDEE01C"},
         {"read-write setup", 66, "DEF01F78007DA003C0"},
@@ -66,12 +59,12 @@ TEST(issp_vectors, the_frames_add_up_to_the_published_bytes) {
         {"read checksum: low", 12, "DF80"},
     };
     EXPECT_EQ(io::issp::table.size(), std::size(published));
-    for (const auto& vector : published) {
-        const auto entry = std::ranges::find_if(
-            io::issp::table, [&](const auto& row) { return row.role.starts_with(vector.role); });
-        ASSERT_NE(entry, io::issp::table.end()) << vector.role;
-        EXPECT_EQ(entry->length, vector.length) << vector.role;
-        EXPECT_EQ(hex(entry->bytes), vector.bytes) << vector.role;
+    for (const auto& [role, length, bytes] : published) {
+        const auto entry = std::ranges::find_if(io::issp::table,
+                                                [&](const auto& row) { return row.role.starts_with(role); });
+        ASSERT_NE(entry, io::issp::table.end()) << role;
+        EXPECT_EQ(entry->length, length) << role;
+        EXPECT_EQ(hex(entry->bytes), bytes) << role;
     }
 }
 
@@ -83,20 +76,22 @@ class issp : public testing::Test {
         io::mmio::write32(block, 1u << 13);
         lines_.set_register(block + 0x300);
         lines_.programming_on();
+        sim::fpga()->record(true);
     }
-    ~issp() override { EXPECT_EQ(sim::violations(), ""); }
 
-    std::vector<std::uint32_t> recorded() {
+    /// The words written to the lines' register since the last call; `look` for one that was read.
+    static std::vector<std::uint32_t> recorded() {
         std::vector<std::uint32_t> words;
         for (const auto& access : sim::fpga()->recorded()) {
             EXPECT_EQ(access.offset, 0x20'0300u);
-            words.push_back(access.kind == sim::bus_access_t::kind_e::write32 ? access.value : ~0u);
+            words.push_back(access.kind == sim::bus_access_t::kind_e::write32 ? access.value : look);
         }
         sim::fpga()->forget_recorded();
         return words;
     }
+    static constexpr std::uint32_t look = ~0u;
 
-    tests::bench_unit_t unit_{"page-station"};
+    tests::checked_unit_t unit_{"page-station"};
     sim::page_station_state_t& state_ = sim::set_up_keypad(unit_.root, sim::keypad_setup_e::up_to_date);
     io::system_t system_;
     io::keypad_lines_t lines_;
@@ -106,75 +101,31 @@ class issp : public testing::Test {
 TEST_F(issp, a_bit_is_three_writes_and_every_change_keeps_the_other_lines) {
     lines_.sclk_drive_on();
     lines_.xres_drive_on();
-    sim::fpga()->record(true);
+    recorded();
     constexpr std::array<std::uint8_t, 1> bits{0b10111111};
     issp_.SendVector(bits, 2);
-    constexpr std::uint32_t kept = 0x821;
-    constexpr std::uint32_t drive = 0x200;
-    constexpr std::uint32_t high = 0x400;
-    constexpr std::uint32_t clock = 0x40;
-    EXPECT_EQ(recorded(), (std::vector<std::uint32_t>{
-                              kept | drive, kept | drive | high, kept | drive | high | clock,
-                              kept | drive | high, kept | drive, kept | drive | clock, kept | drive, kept}));
     issp_.RunClock(1);
     EXPECT_FALSE(issp_.bReceiveBit());
-    EXPECT_EQ(recorded(), (std::vector<std::uint32_t>{kept, kept | clock, kept, kept | clock, ~0u}));
+    // 0x200 drives the data line and 0x400 sets it, 0x40 is the clock
+    EXPECT_EQ(recorded(), (std::vector<std::uint32_t>{0xA21, 0xE21, 0xE61, 0xE21, 0xA21, 0xA61, 0xA21, 0x821,
+                                                      0x821, 0x861, 0x821, 0x861, look}));
 }
 
-TEST_F(issp, the_key_follows_the_reset_pulse_at_once) {
-    sim::fpga()->record(true);
+TEST_F(issp, the_key_follows_the_reset_pulse_at_once_and_silence_ends_the_wait_after_201_looks) {
     EXPECT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::success);
-    const auto words = recorded();
-    const std::vector<std::uint32_t> entry{0x0001, 0x0021, 0x0021, 0x0821, 0x1821,
-                                           0x0821, 0x0A21, 0x0E21, 0x0E61, 0x0E21};
-    EXPECT_EQ(std::vector(words.begin(), words.begin() + 10), entry);
+    auto words = recorded();
+    words.resize(10);
+    EXPECT_EQ(words, (std::vector<std::uint32_t>{0x0001, 0x0021, 0x0021, 0x0821, 0x1821, 0x0821, 0x0A21,
+                                                 0x0E21, 0x0E61, 0x0E21}));
     EXPECT_EQ(state_.chip.entries, 1u);
-}
 
-TEST_F(issp, a_block_goes_to_flash_and_is_compared_byte_by_byte) {
-    ASSERT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::success);
-    ASSERT_EQ(issp_.fEraseTarget(), io::issp_result_e::success);
-    std::array<std::uint8_t, 128> block{};
-    block.fill(0xFF);
-    block[127] = 0x5A;
-    issp_.set_block(block);
-    EXPECT_EQ(issp_.LoadTarget(), 127 * 0xFF + 0x5A);
-    EXPECT_EQ(issp_.fProgramTargetBlock(63), io::issp_result_e::success);
-    EXPECT_EQ(issp_.fReadStatus(), io::issp_result_e::success);
-    EXPECT_EQ(state_.chip.flash[63 * 128 + 127], 0x5A);
-
-    EXPECT_EQ(issp_.fVerifySetup(63), io::issp_result_e::success);
-    EXPECT_EQ(issp_.fReadByteLoop(), io::issp_result_e::success);
-    std::uint16_t sum = 0;
-    EXPECT_EQ(issp_.fAccTargetBankChecksum(sum), io::issp_result_e::success);
-    EXPECT_EQ(sum, 127 * 0xFF + 0x5A);
-
-    EXPECT_EQ(issp_.fVerifySetup(62), io::issp_result_e::success);  // still blank
-    EXPECT_EQ(issp_.fReadByteLoop(), io::issp_result_e::block_failed);
-    EXPECT_EQ(issp_.fVerifySetup(64), io::issp_result_e::success);  // there is none
-    EXPECT_EQ(issp_.fReadStatus(), io::issp_result_e::bad_status);
-
-    block.fill(0x01);  // bits can only be set
-    issp_.set_block(block);
-    issp_.LoadTarget();
-    EXPECT_EQ(issp_.fProgramTargetBlock(63), io::issp_result_e::success);
-    EXPECT_EQ(issp_.fReadStatus(), io::issp_result_e::bad_status);
-}
-
-TEST_F(issp, silence_ends_the_wait_after_201_looks) {
-    state_.chip.present = false;
-    sim::fpga()->record(true);
-    EXPECT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::no_entry);
-    const auto words = recorded();
-    EXPECT_EQ(std::ranges::count(words, ~0u), 201);
-}
-
-TEST_F(issp, an_operation_that_never_ends_is_given_up_after_200_ms) {
-    ASSERT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::success);
     state_.chip.never_finishes = true;
-    sim::fpga()->record(true);
     EXPECT_EQ(issp_.fEraseTarget(), io::issp_result_e::erase_failed);
-    EXPECT_EQ(std::ranges::count(recorded(), ~0u), 2 + 1 + 200);  // silent, high; then 201 times still high
+    EXPECT_EQ(std::ranges::count(recorded(), look), 2 + 1 + 200) << "silent, high, then still high";
+
+    state_.chip.present = false;
+    EXPECT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::no_entry);
+    EXPECT_EQ(std::ranges::count(recorded(), look), 201);
 }
 
 }  // namespace

@@ -1,7 +1,4 @@
-#include "io/graphics.h"
 #include "tests/io/lcd_unit.h"
-
-#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
@@ -29,101 +26,54 @@ std::string start_of_controller(const std::string& pixels) {
            repeated(pixels, 64 * 80) + " Caf";
 }
 
-/// A page station's two byte ports, with an LCD behind them.
-class byte_ports_t : public sim::device_t {
-  public:
-    void write8(std::uint32_t offset, std::uint8_t value) override {
-        if (offset != 3 && offset != 7) {
-            device_t::write8(offset, value);
-            return;
-        }
-        glass_.take(offset == 7, value);
-    }
-    sim::glass_state_t state;
-
-  private:
-    sim::glass_t glass_{state};
-};
-
 TEST(lcd_controller, the_start_leaves_a_lit_empty_glass_that_understood_every_byte) {
     const lcd_unit_t unit;
-    const auto sent = lcd_unit_t::sent_by([] { EXPECT_TRUE(io::front_panel().initialise(true)); });
-    EXPECT_EQ(sent, start_of_controller(" Wffdf") + " T12");
-    const auto& glass = lcd_unit_t::panel().glass;
+    const auto sent = unit.sent_by([] { EXPECT_TRUE(io::front_panel().initialise(true)); });
+    EXPECT_EQ(sent, start_of_controller(" Wffdf") + " T0c");
+    const auto& glass = unit.panel().glass;
     EXPECT_TRUE(glass.lit());
     EXPECT_DOUBLE_EQ(glass.volts(), 12.0);
     EXPECT_EQ(glass.line_count, 64);
     EXPECT_EQ(glass.cut_short, 0u);
-    EXPECT_EQ(lcd_unit_t::text_picture(), repeated(std::string(240, '.') + '\n', 64));
-    EXPECT_EQ(sim::violations(), "");
+    EXPECT_EQ(unit.text_picture(), repeated(std::string(240, '.') + '\n', 64));
 }
 
 TEST(lcd_controller, a_page_station_gets_the_same_bytes_on_its_ports) {
-    const tests::bench_unit_t unit{"page-station"};
-    auto board = std::make_unique<sim::fpga_t>();
-    class identification_t : public sim::device_t {
-        std::uint32_t read32(std::uint32_t) override { return 0xFEF1F0FD; }
-    };
-    auto ports = std::make_shared<byte_ports_t>();
-    board->plug(0, 4, std::make_shared<identification_t>());
-    board->plug(0x200500, 8, ports);
-    sim::set_fpga(std::move(board));
+    const tests::checked_unit_t unit{"page-station"};
     const io::system_t system;
-    const auto sent = lcd_unit_t::sent_by([] { EXPECT_TRUE(io::graphics().init_graphics()); });
-    EXPECT_EQ(sent, start_of_controller(" Dff Ddf"));
-    EXPECT_TRUE(ports->state.lit());
-    EXPECT_EQ(sim::violations(), "");
+    EXPECT_EQ(lcd_unit_t::sent_by([] { EXPECT_TRUE(io::graphics().init_graphics()); }),
+              start_of_controller(" Dff Ddf"));
+    EXPECT_TRUE(sim::shared_state<sim::glass_state_t>("glass").lit());
 }
 
 TEST(lcd_controller, a_flush_sends_the_words_of_the_dirty_rectangle_and_nothing_else) {
     const lcd_unit_t unit;
     ASSERT_TRUE(io::front_panel().initialise(true));
     auto& lcd = io::graphics();
-    const auto block = [&lcd] { lcd.fill_rect(4, 10, 8, 11, io::graphics_t::ink); };
-    EXPECT_EQ(lcd_unit_t::sent_by(block), "C15 D01 D02 C75 D0a D0b C5c Wf800 W0000 Wf800 W0000");
-    const auto nothing = [&lcd] {
+    const auto fill = [&](int left, int top, int right, int bottom) {
+        return unit.sent_by([&] { lcd.fill_rect(left, top, right, bottom, io::graphics_t::ink); });
+    };
+    EXPECT_EQ(fill(4, 10, 8, 11), "C15 D01 D02 C75 D0a D0b C5c Wf800 W0000 Wf800 W0000");
+    EXPECT_EQ(unit.pixels(3, 10, 7), ".#####.");
+    const auto nothing = unit.sent_by([&] {
         lcd.begin_update();
         lcd.end_update();
-    };
-    EXPECT_EQ(lcd_unit_t::sent_by(nothing), "");
-    EXPECT_EQ(lcd_unit_t::pixels(3, 10, 7), ".#####.");
-}
-
-TEST(lcd_controller, a_range_of_one_word_column_changes_the_scan_direction_and_the_next_changes_it_back) {
-    const lcd_unit_t unit;
-    ASSERT_TRUE(io::front_panel().initialise(true));
-    const auto fill = [](int right) {
-        return lcd_unit_t::sent_by([=] { io::graphics().fill_rect(3, 1, right, 1, io::graphics_t::ink); });
-    };
-    EXPECT_EQ(fill(5), "Cbc D06 D01 D01 C15 D01 D01 C75 D01 D01 C5c W0000");
-    EXPECT_EQ(fill(4), "C15 D01 D01 C75 D01 D01 C5c W0000") << "no second change";
-    EXPECT_EQ(fill(6), "Cbc D02 D01 D01 C15 D01 D02 C75 D01 D01 C5c W0000 W07df");
-}
-
-TEST(lcd_controller, a_data_word_costs_ten_register_accesses) {
-    const lcd_unit_t unit;
-    ASSERT_TRUE(io::front_panel().initialise(true));
-    lcd_unit_t::panel().link.busy_reads = 0;
-    const auto accesses = [](int lines) {
-        const auto before = sim::fpga()->access_count();
-        io::graphics().fill_rect(0, 0, 239, lines - 1, 0);
-        return sim::fpga()->access_count() - before;
-    };
-    EXPECT_EQ(accesses(2) - accesses(1), 80u * 10u);
+    });
+    EXPECT_EQ(nothing, "");
+    // A range of one word column changes the scan direction, and the next wider one changes it back.
+    EXPECT_EQ(fill(3, 1, 5, 1), "Cbc D06 D01 D01 C15 D01 D01 C75 D01 D01 C5c W0000");
+    EXPECT_EQ(fill(3, 1, 4, 1), "C15 D01 D01 C75 D01 D01 C5c W0000") << "no second change";
+    EXPECT_EQ(fill(3, 1, 6, 1), "Cbc D02 D01 D01 C15 D01 D02 C75 D01 D01 C5c W0000 W07df");
 }
 
 TEST(lcd_controller, a_start_that_fails_ends_at_once_and_is_made_again) {
     const lcd_unit_t unit;
-    auto& link = lcd_unit_t::panel().link;
-    link.fault = sim::spi_fault_e::never_done;
-    for (const auto healthy : {0u, 20u, 100u, 3000u}) {  // command, data, tables, pixels
-        link.healthy_transfers = healthy;
-        const auto polls = lcd_unit_t::polls_of([] { EXPECT_FALSE(io::front_panel().initialise(true)); });
-        EXPECT_EQ(polls, 100'000 + 1 + healthy * 3) << healthy << " transfers went well";
+    for (const auto transfers : {0u, 20u, 100u, 3000u}) {  // stops at a command, data, tables, pixels
+        const auto start = [] { EXPECT_FALSE(io::front_panel().initialise(true)); };
+        EXPECT_EQ(unit.polls_when_stopped_after(transfers, start), 1 + 100'000) << transfers;
     }
-    link.fault = sim::spi_fault_e::none;
     EXPECT_TRUE(io::graphics().init_graphics());
-    EXPECT_TRUE(lcd_unit_t::panel().glass.lit());
+    EXPECT_TRUE(unit.panel().glass.lit());
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 #pragma once
 
 #include "io/front_panel.h"
+#include "io/graphics.h"
 #include "sim/front_panel_block.h"
 #include "sim/picture.h"
-#include "tests/io/bench_unit.h"
+#include "tests/io/driver_test.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -14,11 +15,11 @@
 namespace tests {
 
 /// What the recorded accesses sent to the LCD, as "C5c" for a command and "Dff" for a data byte, with a
-/// transfer that carries two bytes as one "Wffdf". Other transfers by their length: "T12".
+/// transfer that carries two bytes as one "Wffdf". Other transfers by their length: "T0c".
 inline std::string lcd_stream(const std::vector<sim::bus_access_t>& accesses) {
     std::string stream;
     std::uint32_t words[3] = {};
-    std::uint32_t length = 0;
+    std::uint32_t bits = 0;
     const auto add = [&stream](char kind, int digits, std::uint32_t value) {
         char text[16];
         std::snprintf(text, sizeof text, "%s%c%0*x", stream.empty() ? "" : " ", kind, digits, value);
@@ -32,15 +33,13 @@ inline std::string lcd_stream(const std::vector<sim::bus_access_t>& accesses) {
         } else if (offset >= 0xC0140 && offset <= 0xC0148) {
             words[(offset - 0xC0140) / 4] = value;
         } else if (offset == 0xC0108) {
-            length = value + 1;
+            bits = value + 1;
         } else if (offset == 0xC010C && value == 1) {
             const auto first = words[0] >> 6 & 0xFF;
-            if (length == 35) {
+            if (bits == 35) {
                 add('W', 4, first << 8 | (words[1] >> 5 & 0xFF));
-            } else if (length == 18) {
-                add((words[0] & 0x20) != 0 ? 'D' : 'C', 2, first);
             } else {
-                stream += (stream.empty() ? "T" : " T") + std::to_string(length);
+                add(bits != 18 ? 'T' : (words[0] & 0x20) != 0 ? 'D' : 'C', 2, bits != 18 ? bits : first);
             }
         }
     }
@@ -48,10 +47,10 @@ inline std::string lcd_stream(const std::vector<sim::bus_access_t>& accesses) {
 }
 
 /// A unit with a front panel on the bench.
-class lcd_unit_t : public bench_unit_t {
+class lcd_unit_t : public checked_unit_t {
   public:
-    using bench_unit_t::bench_unit_t;
-    lcd_unit_t() : bench_unit_t{"base-unit"} {}
+    using checked_unit_t::checked_unit_t;
+    lcd_unit_t() : checked_unit_t{"base-unit"} {}
 
     [[nodiscard]] static sim::front_panel_state_t& panel() {
         static auto& state = sim::shared_state<sim::front_panel_state_t>("front_panel");
@@ -74,13 +73,18 @@ class lcd_unit_t : public bench_unit_t {
         sim::fpga()->record(false);
         return lcd_stream(sim::fpga()->recorded());
     }
-    /// Runs something and returns how often it read the SPI controller's status.
+    /// Runs something while the SPI controller does only so many more transfers.
+    /// @return how often it read the status beyond the three times that each of those takes.
     template <typename action_t>
-    [[nodiscard]] static long polls_of(action_t action) {
+    [[nodiscard]] static long polls_when_stopped_after(std::uint32_t transfers, action_t action) {
+        panel().link.fault = sim::spi_fault_e::never_done;
+        panel().link.healthy_transfers = transfers;
         static_cast<void>(sent_by(action));
-        return std::ranges::count_if(sim::fpga()->recorded(), [](const sim::bus_access_t& access) {
+        panel().link.fault = sim::spi_fault_e::none;
+        const auto reads_status = [](const auto& access) {
             return access.kind == sim::bus_access_t::kind_e::read32 && access.offset == 0xC0100;
-        });
+        };
+        return std::ranges::count_if(sim::fpga()->recorded(), reads_status) - 3L * transfers;
     }
 };
 
