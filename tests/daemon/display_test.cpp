@@ -7,6 +7,7 @@
 #include "sim/picture.h"
 #include "sim/png.h"
 #include "sim/serial_module.h"
+#include "sim/shared_state.h"
 #include "tests/golden_picture.h"
 #include "tests/io/bench_unit.h"
 
