@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -24,7 +25,7 @@ std::optional<milliseconds> parse_seconds(const std::string& text) {
     try {
         const double seconds = std::stod(text, &used);
         if (used == text.size() && seconds >= 0 && seconds < 1e6) {
-            return milliseconds{static_cast<long>(seconds * 1000 + 0.5)};
+            return milliseconds{std::lround(seconds * 1000)};
         }
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): said by the caller
     }

@@ -9,6 +9,6 @@ namespace sim {
 /// Taken from the environment variable FWSTATUS_UNIT_ROOT on first use, so that a program started by the
 /// simulator finds its unit; a test sets it directly.
 [[nodiscard]] std::string unit_root();
-void set_unit_root(std::string root);
+void set_unit_root(std::string directory);
 
 }  // namespace sim
