@@ -135,7 +135,7 @@ TEST(graphics, text_wraps_scrolls_and_is_aligned_line_by_line_within_its_viewpor
         {"a\nl\na", 0},  // a line end on the last line scrolls nothing
         {"aaa aaa l", mode::no_wrap_at_bottom},
         {"aa a", mode::no_wrap},
-        {"l", mode::align_right},
+        {"aall", mode::align_right},
         {"al", mode::align_centre},
         {"aaa \tal", mode::align_right},
         {"a\n  l", mode::align_centre},

@@ -4,6 +4,7 @@
 #include "platform/paths.h"
 #include "sim/serial_module.h"
 #include "sim/seven_segment_picture.h"
+#include "tests/golden_picture.h"
 #include "tests/io/driver_test.h"
 
 #include <termios.h>
@@ -13,7 +14,6 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -44,38 +44,12 @@ struct serial_panel : testing::Test {
         EXPECT_TRUE(module->wait_for_frames(number + 1, 10s));
         return module->history().at(number).display;
     }
-    // The number of frames once no more come.
-    std::size_t frames_when_quiet() const {
-        std::size_t count = 0;
-        while (module->wait_for_frames(count + 1, 100ms)) {
-            ++count;
-        }
-        return count;
-    }
 
     const tests::checked_unit_t unit{"serial-panel"};
     const io::system_t hardware;
     std::optional<sim::serial_module_t> module;
     io::io_lx4s_t panel{5ms};
 };
-
-// Digits and LEDs as a picture, without blanks at line ends.
-std::string picture_of(const sim::serial_display_t& display) {
-    auto text = '\n' + sim::seven_segment_text(display);
-    for (auto at = text.find(" \n"); at != std::string::npos; at = text.find(" \n")) {
-        text.erase(at, 1);
-    }
-    return text;
-}
-
-// One character a digit: upper square, lower square, blank or part of a number; then the LEDs.
-std::string squares_of(const sim::serial_display_t& display) {
-    std::string text;
-    for (const auto digit : display.digits) {
-        text += digit == 0x63 ? '^' : digit == 0x5C ? 'v' : digit == 0 ? '-' : '?';
-    }
-    return text + ' ' + std::to_string(display.leds) + (display.mode == 0 ? "" : " %");
-}
 
 TEST_F(serial_panel, only_a_module_that_answers_as_one_is_taken_and_blanked) {
     const std::string no_reading = "io::io_lx4s: unable to read from serial port";
@@ -101,77 +75,51 @@ TEST_F(serial_panel, only_a_module_that_answers_as_one_is_taken_and_blanked) {
     EXPECT_EQ(wait_for_frame(0), sim::serial_display_t{});
 }
 
-TEST_F(serial_panel, a_stopped_panel_draws_numbers_at_once_without_leading_zeros) {
+TEST_F(serial_panel, numbers_are_drawn_at_once_squares_by_the_worker_in_whole_passes_and_offl_at_the_end) {
     bring_up();
-    const std::pair<int, std::string_view> numbers[] = {
-        {123, "\n      _    _\n  |   _|   _|\n  |  |_    _|\n........\n"},
-        {456, "\n      _\n|_|  |_   |_\n  |   _|  |_|\n........\n"},
-        {789, "\n _    _    _\n  |  |_|  |_|\n  |  |_|   _|\n........\n"},
-        {100, "\n      _    _\n  |  | |  | |\n  |  |_|  |_|\n........\n"},
-        {5, "\n           _\n          |_\n           _|\n........\n"},
-        {2123, "\n      _    _\n  |   _|   _|\n  |  |_    _|\n........\n"},
-    };
-    std::size_t frame = 0;
-    for (const auto& [percent, picture] : numbers) {
+    for (const int percent : {123, 456, 789, 100, 42, 5, 2123}) {
         EXPECT_TRUE(panel.set_progress(percent));
-        const auto display = wait_for_frame(++frame);
-        EXPECT_EQ(picture_of(display), picture) << percent;
-        EXPECT_EQ(display.mode, 4) << percent;
     }
     EXPECT_FALSE(panel.set_progress(-1) || panel.draw_progress(-1));
     EXPECT_TRUE(panel.clear());
-    EXPECT_EQ(wait_for_frame(frame + 1), sim::serial_display_t{});
-}
-
-TEST_F(serial_panel, the_worker_plays_passes_of_squares_and_between_them_the_newest_value_for_16_frames) {
-    bring_up();
+    panel.start();
     panel.start();
     panel.set_progress(41);
     panel.set_progress(42);
     EXPECT_FALSE(panel.set_progress(-1));
-    const std::string_view pass[] = {
-        "---- 0",                                    // the worker's own start
-        "^--- 8",  "^^-- 8",  "^^^- 16", "^^^^ 16",  //
-        "v^^^ 32", "vv^^ 32", "vvv^ 16", "vvvv 16", "^vvv 8",  "^^vv 8",
-        "^^^v 16", "^^^^ 16", "v^^^ 32", "vv^^ 32", "vvv^ 16", "vvvv 16",
-    };
-    std::size_t frame = 0;
-    for (const auto squares : pass) {
-        EXPECT_EQ(squares_of(wait_for_frame(++frame)), squares) << frame;
-    }
-    EXPECT_EQ(squares_of(wait_for_frame(++frame)), "---- 0");
-    EXPECT_EQ(picture_of(wait_for_frame(++frame)), "\n           _\n     |_|   _|\n       |  |_\n........\n");
-    panel.set_progress(43);
-    EXPECT_EQ(picture_of(wait_for_frame(frame += 15)),
-              "\n           _\n     |_|   _|\n       |   _|\n........\n");
-    EXPECT_EQ(squares_of(wait_for_frame(frame + 1)), "---- 0");
-    EXPECT_EQ(squares_of(wait_for_frame(frame + 2)), "^--- 8");
-}
-
-TEST_F(serial_panel, stopping_waits_for_the_worker_and_closing_leaves_offl) {
-    bring_up();
-    panel.start();
-    panel.start();
-    wait_for_frame(3);
+    wait_for_frame(9 + 1 + 16 + 1 + 16 + 1 + 3);  // a pass, the number, and some of the next pass
     panel.stop();
     EXPECT_FALSE(panel.is_running());
-    const auto at_stop = frames_when_quiet();
-    EXPECT_EQ((at_stop - 2) % 16, 0u) << "whole passes behind the first two frames";
     panel.set_progress(7);
-    EXPECT_EQ(wait_for_frame(at_stop).mode, 4);
-
     panel.start();
-    EXPECT_EQ(squares_of(wait_for_frame(at_stop + 2)), "^--- 8");
+    wait_for_frame(9 + 1 + 16 + 1 + 16 + 1 + 16 + 1 + 1);
     EXPECT_TRUE(panel.close());
     EXPECT_FALSE(panel.is_running());
-    frames_when_quiet();
-    EXPECT_EQ(picture_of(module->display()),
-              "\n _    _    _\n| |  |_   |_   |\n|_|  |    |    |_\n........\n");
+    while (module->wait_for_frames(module->history().size() + 1, 100ms)) {
+    }
+    std::string frames;
+    for (const auto& [at, display] : module->history()) {
+        frames += sim::seven_segment_text(display) + "mode " + std::to_string(display.mode) + "\n\n";
+    }
+    EXPECT_EQ(frames, tests::golden_picture("serial_panel.txt", frames));
+
     EXPECT_TRUE(panel.close()) << "a closed line is no reason to complain";
     EXPECT_THROW(panel.clear(), zel::serial_port_exception);
     EXPECT_TRUE(panel.init(true));
     module->vanish();
     EXPECT_THROW(panel.set_progress(1), zel::serial_port_exception);
+}
+
+TEST_F(serial_panel, a_newer_value_replaces_the_one_that_the_worker_shows) {
+    bring_up();
+    panel.start();
+    panel.set_progress(42);
+    constexpr std::size_t first_number = 1 + 1 + 16 + 1;  // after init, start, a pass and a blank
+    const auto older = wait_for_frame(first_number);
+    panel.set_progress(43);
+    const auto newer = wait_for_frame(first_number + 15);
+    EXPECT_TRUE(older.mode == 4 && newer.mode == 4 && newer != older);
+    EXPECT_EQ(wait_for_frame(first_number + 16), sim::serial_display_t{});
 }
 
 // The module and the worker live in a process of their own that ends as it stands: stopping would wait for

@@ -59,11 +59,6 @@ class lcd_unit_t : public checked_unit_t {
     [[nodiscard]] static std::string text_picture() {
         return sim::text_picture(sim::picture_of(panel().glass));
     }
-    /// Part of a line of the picture.
-    [[nodiscard]] static std::string pixels(unsigned x, unsigned y, unsigned count) {
-        return text_picture().substr(y * 241 + x, count);
-    }
-
     /// Runs something and returns what it sent to the LCD.
     template <typename action_t>
     [[nodiscard]] static std::string sent_by(action_t action) {

