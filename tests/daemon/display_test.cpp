@@ -103,10 +103,9 @@ TEST(display, is_none_when_the_controller_fails) {
 TEST(display, is_none_when_nothing_answers) {
     const unit_t silent{"base-unit"};
     panel().present = false;
-    const auto mode = probe_display();
-    EXPECT_EQ(mode, display_mode_e::none);
+    EXPECT_EQ(probe_display(), display_mode_e::none);
     EXPECT_TRUE(silent.bench.log.has("Front panel not found"));
-    show_status(mode, "Error", 5, "nobody sees this");
+    show_status(display_mode_e::none, "Error", 5, "nobody sees this");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 
 #include <atomic>
 #include <csignal>
-#include <vector>
+#include <iterator>
 
 namespace {
 
@@ -25,45 +25,24 @@ struct case_t {
     int expected_runs;
 };
 
-// Runs in a process of its own; returns how often the supervised process ran.
-class supervised_t {
-  public:
-    explicit supervised_t(const case_t& what)
-        : what_{what}, runs_{static_cast<std::atomic<int>*>(::mmap(nullptr, sizeof(std::atomic<int>),
-                                                                   PROT_READ | PROT_WRITE,
-                                                                   MAP_SHARED | MAP_ANONYMOUS, -1, 0))} {
-        supervisor_ = ::fork();
-        if (supervisor_ == 0) {
-            supervise();
-        }
-    }
-    int runs() {
-        int status = 0;
-        // Supervision without end is cut short after its second restart.
-        ::waitpid(supervisor_, &status, 0);
-        return *runs_;
-    }
-    const case_t& what() const { return what_; }
+constexpr case_t cases[]{{0, end_e::killed, 1}, {1, end_e::exit_0, 3}, {2, end_e::exit_3, 1},
+                         {2, end_e::killed, 2}, {3, end_e::exit_0, 1}, {3, end_e::exit_3, 2},
+                         {99, end_e::killed, 2}};
 
-  private:
-    [[noreturn]] void supervise() {
-        if (zel::failsafe(what_.mode, "/usr/bin/tool") == 1) {
-            ::_exit(1);
-        }
-        const int run = ++*runs_;
-        if (run == 3) {
-            ::kill(::getppid(), SIGKILL);
-        }
-        if (run == 1 && what_.end == end_e::killed) {
-            ::raise(SIGKILL);
-        }
-        ::_exit(run == 1 && what_.end == end_e::exit_3 ? 3 : 0);
+// Runs in a process of its own.
+[[noreturn]] void supervise(const case_t& what, std::atomic<int>& runs) {
+    if (zel::failsafe(what.mode, "/usr/bin/tool") == 1) {
+        ::_exit(1);
     }
-
-    case_t what_;
-    std::atomic<int>* runs_;
-    pid_t supervisor_;
-};
+    const int run = ++runs;
+    if (run == 3) {
+        ::kill(::getppid(), SIGKILL);  // supervision without end is cut short
+    }
+    if (run == 1 && what.end == end_e::killed) {
+        ::raise(SIGKILL);
+    }
+    ::_exit(run == 1 && what.end == end_e::exit_3 ? 3 : 0);
+}
 
 TEST(failsafe, restarts_by_its_mode_removes_the_pid_file_and_counts) {
     const tests::temporary_directory_t root;
@@ -73,23 +52,23 @@ TEST(failsafe, restarts_by_its_mode_removes_the_pid_file_and_counts) {
     zel::set_logger_level("eng_daemon", "debug");
     const tests::log_capture_t log;
 
-    std::vector<supervised_t> all;
-    for (const auto& what :
-         {case_t{0, end_e::killed, 1}, case_t{1, end_e::exit_0, 3}, case_t{2, end_e::exit_3, 1},
-          case_t{2, end_e::killed, 2}, case_t{3, end_e::exit_0, 1}, case_t{3, end_e::exit_3, 2},
-          case_t{99, end_e::killed, 2}}) {
-        all.emplace_back(what);
+    auto* const runs = static_cast<std::atomic<int>*>(
+        ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        if (::fork() == 0) {
+            supervise(cases[i], runs[i]);
+        }
     }
-    for (auto& supervised : all) {
-        EXPECT_EQ(supervised.runs(), supervised.what().expected_runs)
-            << "mode " << supervised.what().mode << ", end " << static_cast<int>(supervised.what().end);
+    while (::wait(nullptr) > 0) {
+    }
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        EXPECT_EQ(runs[i], cases[i].expected_runs) << "case " << i;
     }
     EXPECT_EQ(log.count("Failsafe mode starting"), 7);
     EXPECT_EQ(log.count("Failsafe mode restarting (1)"), 4);
     EXPECT_EQ(log.count("Failsafe mode restarting (2)"), 1);
     EXPECT_GE(log.count("failsafe() -- removing pid file /var/run/tool.pid"), 1);
     EXPECT_NE(::access((root.path() + "/var/run/tool.pid").c_str(), F_OK), 0);
-    sim::set_unit_root("");
 }
 
 }  // namespace

@@ -10,8 +10,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <thread>
-
 namespace {
 
 thread_local int polls = 0;
@@ -78,35 +76,18 @@ TEST_F(property_client, a_message_of_other_than_three_fields_tells_whether_more_
         EXPECT_TRUE(receives({"error", "bad_payload", ""}));
         EXPECT_TRUE(receives({"changed", "/a", "1"}));
     }
-    engine_.send_raw(encode({}));
-    EXPECT_FALSE(receive(20));
-    EXPECT_EQ(last_, message_t{}) << "a frame without fields is no message";
 }
 
-TEST_F(property_client, a_burst_larger_than_any_buffer_arrives_complete_and_in_order) {
-    constexpr int count = 40'000;
-    std::string burst(65'536, 'i');  // garbage
-    for (int i = 0; i < count; ++i) {
-        burst += encode({"changed", "/number", std::to_string(i)});
-    }
-    const std::jthread sender{[&] { engine_.send_raw(burst); }};
-    int expected = 0;
-    while (expected < count && receive(10'000) && last_.value == std::to_string(expected)) {
-        ++expected;
-    }
-    EXPECT_EQ(expected, count);
-    client_.close();  // which lets the sender go
-}
-
-TEST_F(property_client, a_drain_ends_although_the_engine_sends_on_and_the_next_one_goes_on_from_there) {
+TEST_F(property_client, a_burst_larger_than_any_buffer_keeps_its_order_and_no_drain_lasts_for_ever) {
     constexpr int batch = 1000;
     std::string changes;
     for (int i = 0; i < batch; ++i) {
         changes += encode({"changed", "/a", std::to_string(i)});
     }
-    engine_.send_raw(changes);
+    engine_.send_raw(std::string(65'536, 'i') + changes);  // garbage first
     int taken = 0;
     while (receive()) {
+        ASSERT_EQ(last_.value, std::to_string(taken % batch));
         if (++taken % batch == 0) {
             ASSERT_LT(taken, 100 * batch);
             engine_.send_raw(changes);  // just when it would have found nothing
@@ -117,10 +98,7 @@ TEST_F(property_client, a_drain_ends_although_the_engine_sends_on_and_the_next_o
 
 TEST_F(property_client, an_engine_that_shuts_down_its_side_is_read_to_the_end_and_not_waited_for) {
     engine_.send_raw(encode({"changed", "/a", std::string(300, 'x')}) + "ipc_ma");
-    zel::unix_stream_socket_t silent{"/tmp/.korv_property_ipc"};
-    EXPECT_TRUE(silent.connect());
     engine_.half_close_clients();
-    EXPECT_FALSE(silent.wait_readable(-1));
     EXPECT_TRUE(receives({"changed", "/a", std::string(300, 'x')}));
     for (const int timeout_ms : {0, 30'000, -1}) {
         polls = 0;
@@ -162,8 +140,7 @@ TEST_F(property_client, a_property_is_read_by_the_next_message_whatever_that_is)
     const auto read = [this](const std::string& answer) {
         engine_.send_raw(answer);
         std::string value = "left over";
-        const bool result = client_.wait_for_something("/a", value, 20);
-        return (result ? "read " : "failed ") + value;
+        return (client_.wait_for_something("/a", value, 20) ? "read " : "failed ") + value;
     };
     EXPECT_EQ(read(encode({"get_response", "/a", "1"})), "read 1");
     EXPECT_EQ(read(encode({"error", "no_property", "/a"})), "read ");
