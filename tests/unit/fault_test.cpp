@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <set>
 #include <sstream>
 #include <string>
@@ -21,7 +20,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using sim::unit_t;
 
 constexpr const char* state = "/sys/fw_status/state";
@@ -35,11 +33,6 @@ struct works_t {
     bool notifications = true;
 };
 constexpr works_t everything{};
-
-bool was_notified(unit_t& unit, const std::string& percent) {
-    const sim::notification_t wanted{sim::notification_t::kind_e::progress, percent};
-    return std::ranges::count(unit.notifications().received_so_far(), wanted) != 0;
-}
 
 sim::unit_builder_t in_the_middle_of_an_update(const char* kind) {
     return std::move(sim::unit_builder_t{kind}.prepared_by([](unit_t& unit) {
@@ -59,7 +52,10 @@ void expect_report(unit_t& unit, const works_t& works, const std::string& percen
         EXPECT_TRUE(unit.run_passes(10));
     }
     if (works.notifications) {
-        EXPECT_TRUE(sim::wait_until([&] { return was_notified(unit, shown); })) << shown;
+        const sim::notification_t wanted{sim::notification_t::kind_e::progress, shown};
+        EXPECT_TRUE(sim::wait_until([&] {
+            return std::ranges::count(unit.notifications().received_so_far(), wanted) != 0;
+        })) << shown;
     }
     EXPECT_TRUE(unit.daemon().is_running());
 }
@@ -186,8 +182,6 @@ TEST_F(traced, pass_makes_the_calls_that_are_made_to_fail_and_no_other) {
 
 // Faults around the daemon, at the ends of its sockets, in its files and in its hardware.
 
-using sim::spi_fault_e;
-
 struct fault_t {
     const char* name;
     void (*begin)(unit_t& unit);
@@ -211,10 +205,6 @@ void fail_panel(unit_t&) {
 }
 
 const fault_t faults[]{
-    {"the_directory_is_missing",
-     [](unit_t& unit) { fs::rename(unit.root().file("/usr/zel/www"), unit.root().file("/away")); },
-     {.file = false},
-     [](unit_t& unit) { fs::rename(unit.root().file("/away"), unit.root().file("/usr/zel/www")); }},
     {"nobody_reads_notifications",
      [](unit_t& unit) {
          unit.notifications().stall(true);
@@ -254,10 +244,10 @@ const fault_t faults[]{
      {.news = false},
      [](unit_t& unit) { EXPECT_TRUE(unit.engine().start()); },
      {.news = false}},  // it connects once, at its start
-    {"the_panel_stops_answering", fail_panel<spi_fault_e::never_done>, everything,
-     fail_panel<spi_fault_e::none>, everything, "base-unit"},
-    {"the_panel_stays_busy", fail_panel<spi_fault_e::busy_for_ever>, everything,
-     fail_panel<spi_fault_e::none>, everything, "base-unit"},
+    {"the_panel_stops_answering", fail_panel<sim::spi_fault_e::never_done>, everything,
+     fail_panel<sim::spi_fault_e::none>, everything, "base-unit"},
+    {"the_panel_stays_busy", fail_panel<sim::spi_fault_e::busy_for_ever>, everything,
+     fail_panel<sim::spi_fault_e::none>, everything, "base-unit"},
 };
 
 class troubled_daemon : public testing::TestWithParam<fault_t> {};
