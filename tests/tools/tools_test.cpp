@@ -88,7 +88,7 @@ TEST_F(hextool, what_is_wrong_is_told_with_its_line) {
         {sim::intel_hex_text(firmware, 48), "line 4: the record before this one reaches across the block"},
         {no_digit, "line 2: the line holds a character that is not hexadecimal, in column 10"},
         {wrong_sum, "line 1: the line has checksum 0x00 where its content gives 0x"},
-        {std::string(767, 'x'), "line 1: the line has 767 characters, more than any record"}};
+    };
     for (const auto& [image, problem] : cases) {
         unit_.write_file("/i.hex", image);
         const auto verdict = run(HEXTOOL " check i.hex");
