@@ -5,6 +5,7 @@
 #include "platform/product_tables.h"
 #include "sim/board.h"
 #include "sim/fpga.h"
+#include "sim/shared_state.h"
 #include "sim/unit_root.h"
 #include "tests/log_capture.h"
 

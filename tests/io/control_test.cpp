@@ -49,9 +49,9 @@ TEST(control, the_mixer_dims_its_lamps_on_an_exponential_scale) {
     }
     EXPECT_EQ(on.outside.lamp[0], 0) << "the other lamp is left alone";
     EXPECT_EQ(refusal_of([&] { return on.driver.set_lamp_brightness(2, 50); }), "invalid lamp: 2\n");
-    for (const auto& [percent, text] : {std::pair{9.5, "9.5"}, {101.0, "101"}, {not_a_number, "nan"}}) {
-        EXPECT_EQ(refusal_of([&] { return on.driver.set_lamp_brightness(0, percent); }),
-                  std::string{"invalid lamp brightness percentage: "} + text + "%\n");
+    for (const auto& refused : {std::pair{9.5, "9.5"}, {101.0, "101"}, {not_a_number, "nan"}}) {
+        EXPECT_EQ(refusal_of([&] { return on.driver.set_lamp_brightness(0, refused.first); }),
+                  std::string{"invalid lamp brightness percentage: "} + refused.second + "%\n");
     }
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "sim/shared_state.h"
 #include "tests/io/bench_unit.h"
 
 #include <gtest/gtest.h>

@@ -59,12 +59,12 @@ TEST(issp_vectors, the_frames_add_up_to_the_published_bytes) {
         {"read checksum: low", 12, "DF80"},
     };
     EXPECT_EQ(io::issp::table.size(), std::size(published));
-    for (const auto& [role, length, bytes] : published) {
-        const auto entry = std::ranges::find_if(io::issp::table,
-                                                [&](const auto& row) { return row.role.starts_with(role); });
-        ASSERT_NE(entry, io::issp::table.end()) << role;
-        EXPECT_EQ(entry->length, length) << role;
-        EXPECT_EQ(hex(entry->bytes), bytes) << role;
+    for (const auto& vector : published) {
+        const auto entry = std::ranges::find_if(
+            io::issp::table, [&](const auto& row) { return row.role.starts_with(vector.role); });
+        ASSERT_NE(entry, io::issp::table.end()) << vector.role;
+        EXPECT_EQ(entry->length, vector.length) << vector.role;
+        EXPECT_EQ(hex(entry->bytes), vector.bytes) << vector.role;
     }
 }
 

@@ -23,7 +23,7 @@ std::string start_of_controller(const std::string& pixels) {
            "Cbc D02 D01 D01 " +
            full_range + "C31 C20" + repeated(" D01", 16) + " C21" + repeated(" D01", 16) +
            " C32 D01 D00 D05 C34 C30 C07 D19 C31 Ccd D00 Cfd Ccc C30 C30 Caf " + full_range + "C5c" +
-           repeated(pixels, 64 * 80) + " Caf";
+           repeated(pixels, std::size_t{64} * 80) + " Caf";
 }
 
 TEST(lcd_controller, the_start_leaves_a_lit_empty_glass_that_understood_every_byte) {
