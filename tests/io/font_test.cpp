@@ -1,6 +1,5 @@
 #include "io/font.h"
 #include "io/fonts.h"
-#include "io/text_layout.h"
 #include "io/utf8.h"
 
 #include <gtest/gtest.h>
@@ -14,30 +13,6 @@
 namespace {
 
 using io::symbol_index;
-
-TEST(fonts, one_leaves_its_lowest_row_to_the_bar_below_and_the_others_have_a_fixed_pitch) {
-    ASSERT_EQ(io::text_font.symbol_count, 96);
-    for (std::uint16_t index = 0; index < io::text_font.symbol_count; ++index) {
-        const auto symbol = io::symbol(io::text_font, index);
-        ASSERT_EQ(symbol.height, 16);
-        for (std::size_t column = 0; column < symbol.width; ++column) {
-            EXPECT_EQ(symbol.pixel(column, 15), 0) << "symbol " << index;
-        }
-    }
-    const auto width_of = [](std::string_view text) {
-        return io::text_width(io::text_font, text, io::text_extent_e::to_line_end);
-    };
-    EXPECT_EQ(width_of(" "), 8);
-    EXPECT_EQ(width_of("!"), 5);
-    EXPECT_LE(width_of("----- UPDATING FIRMWARE -----"), 240);
-    EXPECT_LE(width_of("GATEWAY: 255.255.255.255"), 240);
-    for (const auto& [font, height] : {std::pair{&io::title_font, 13}, {&io::default_font, 8}}) {
-        for (std::uint16_t index = 0; index < font->symbol_count; ++index) {
-            const auto symbol = io::symbol(*font, index);
-            EXPECT_TRUE(symbol.width == 8 && symbol.height == height) << index;
-        }
-    }
-}
 
 TEST(font, a_character_is_found_in_the_ranges_of_the_code_page_or_drawn_as_the_default_one) {
     EXPECT_EQ(symbol_index(io::text_font, 127), 95);
