@@ -110,18 +110,6 @@ TEST_F(serial_panel, numbers_are_drawn_at_once_squares_by_the_worker_in_whole_pa
     EXPECT_THROW(panel.set_progress(1), zel::serial_port_exception);
 }
 
-TEST_F(serial_panel, a_newer_value_replaces_the_one_that_the_worker_shows) {
-    bring_up();
-    panel.start();
-    panel.set_progress(42);
-    constexpr std::size_t first_number = 1 + 1 + 16 + 1;  // after init, start, a pass and a blank
-    const auto older = wait_for_frame(first_number);
-    panel.set_progress(43);
-    const auto newer = wait_for_frame(first_number + 15);
-    EXPECT_TRUE(older.mode == 4 && newer.mode == 4 && newer != older);
-    EXPECT_EQ(wait_for_frame(first_number + 16), sim::serial_display_t{});
-}
-
 // The module and the worker live in a process of their own that ends as it stands: stopping would wait for
 // the rest of a pass. The unit's files are the parent's to remove.
 TEST_F(serial_panel, a_module_that_vanishes_while_the_worker_runs_ends_the_process) {
