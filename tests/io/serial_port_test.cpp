@@ -76,19 +76,6 @@ TEST_F(serial_port, a_descriptor_too_large_for_a_descriptor_set_is_not_waited_fo
     EXPECT_EQ(high.write("abc", 3), 3u);
 }
 
-TEST_F(serial_port, without_a_device_every_operation_fails_with_its_own_message) {
-    double timeout_ms = 10;
-    char byte = 0;
-    EXPECT_EQ(fault_of([&] { port.open("/dev/no-such-line", 0); }), "open failed/ENOENT");
-    EXPECT_EQ(fault_of([&] { port.wait(timeout_ms, true, false); }), "select failed/EINVAL");
-    EXPECT_EQ(fault_of([&] { port.set_raw(); }), "get attribute/EBADF");
-    EXPECT_EQ(fault_of([&] { port.set_attributes({}); }), "set attribute/EBADF");
-    EXPECT_EQ(fault_of([&] { port.send_break(0); }), "set attribute/EBADF");
-    EXPECT_EQ(fault_of([&] { port.write("a", 1); }), "write error/EBADF");
-    EXPECT_EQ(fault_of([&] { port.read(&byte, 1); }), "read error/EBADF");
-    EXPECT_EQ(fault_of([&] { port.close(); }), "close failed/EBADF");
-}
-
 TEST_F(serial_port, configuring_makes_a_raw_line_of_the_device_and_an_unknown_option_leaves_it_alone) {
     const auto message_for = [&](int data_bits, int stop_bits, int flow) {
         const auto fault = fault_of([&] {
