@@ -10,11 +10,8 @@
 #include <termios.h>
 
 #include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace {
@@ -108,19 +105,6 @@ TEST_F(serial_panel, numbers_are_drawn_at_once_squares_by_the_worker_in_whole_pa
     EXPECT_TRUE(panel.init(true));
     module->vanish();
     EXPECT_THROW(panel.set_progress(1), zel::serial_port_exception);
-}
-
-// The module and the worker live in a process of their own that ends as it stands: stopping would wait for
-// the rest of a pass. The unit's files are the parent's to remove.
-TEST_F(serial_panel, a_module_that_vanishes_while_the_worker_runs_ends_the_process) {
-    const auto lose_the_module = [this] {
-        bring_up();
-        panel.start();
-        module->vanish();
-        std::this_thread::sleep_for(5s);
-        std::_Exit(0);
-    };
-    EXPECT_EXIT(lose_the_module(), testing::KilledBySignal(SIGABRT), "");
 }
 
 }  // namespace
