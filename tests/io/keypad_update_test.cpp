@@ -55,7 +55,6 @@ TEST_F(keypad_update, a_controller_is_updated_when_needed_and_used_when_fit) {
         {keypad_setup_e::blank, 0, 0, 1, {updated}},
         {keypad_setup_e::up_to_date, 1, 0, 1, {silent, updated}},  // the second attempt programs anyway
         {keypad_setup_e::absent, 0, 0, 0, lines_t(3, silent)},
-        {keypad_setup_e::never_answers, 0, 0, 0, lines_t(3, silent)},
         {keypad_setup_e::wrong_type, 0, 0, 0, lines_t(3, "[info] keypad controller not found")},
         {keypad_setup_e::worn_out, 0, 0, 3, lines_t(3, "[error] fReadStatus failed: 7")},
         {keypad_setup_e::blank, 0, 1, 3, lines_t(3, "[error] fReadByteLoop failed: 4")},
