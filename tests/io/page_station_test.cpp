@@ -38,11 +38,6 @@ TEST_F(page_station, bring_up_dims_the_screen_starts_the_keypad_and_releases_its
     EXPECT_TRUE(state_.keypad_runs);
     // Programming and SDATA are off; the other two lines keep their drive, which leads nowhere.
     EXPECT_EQ(io::keypad_lines().line_shadow() & 0x0201u, 0u);
-    sim::fpga()->record(true);
-    EXPECT_EQ(tests::console_of([this] { EXPECT_TRUE(station_.init(false)); }), "");
-    for (const auto& access : sim::fpga()->recorded()) {
-        EXPECT_GE(access.offset, 0x20'0500u) << "without full, the LCD alone is touched";
-    }
 }
 
 TEST_F(page_station, key_events_are_taken_one_by_one_and_an_answer_that_is_none_is_refused) {
