@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -58,22 +57,6 @@ TEST_F(serial_port, a_wait_lasts_its_whole_time_whether_something_has_arrived_or
     for (double impossible_ms : {-5.0, 1e300}) {
         EXPECT_EQ(fault_of([&] { port.wait(impossible_ms, true, true); }), "select failed/EINVAL");
     }
-}
-
-TEST_F(serial_port, a_descriptor_too_large_for_a_descriptor_set_is_not_waited_for) {
-    rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = limit.rlim_max;
-    ::setrlimit(RLIMIT_NOFILE, &limit);
-    for (int descriptor = 0; descriptor < FD_SETSIZE - 1;) {
-        descriptor = ::dup(line.units_end());
-        ASSERT_GE(descriptor, 0);
-    }
-    zel::serial_port high;
-    high.open(line.path(), O_NONBLOCK);
-    double timeout_ms = 10;
-    EXPECT_EQ(fault_of([&] { high.wait(timeout_ms, true, true); }), "select failed/EBADF");
-    EXPECT_EQ(high.write("abc", 3), 3u);
 }
 
 TEST_F(serial_port, configuring_makes_a_raw_line_of_the_device_and_an_unknown_option_leaves_it_alone) {
