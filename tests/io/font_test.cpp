@@ -1,12 +1,10 @@
 #include "io/font.h"
 #include "io/fonts.h"
-#include "io/text_layout.h"
 #include "io/utf8.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -14,30 +12,6 @@
 namespace {
 
 using io::symbol_index;
-
-TEST(fonts, one_leaves_its_lowest_row_to_the_bar_below_and_the_others_have_a_fixed_pitch) {
-    ASSERT_EQ(io::text_font.symbol_count, 96);
-    for (std::uint16_t index = 0; index < io::text_font.symbol_count; ++index) {
-        const auto symbol = io::symbol(io::text_font, index);
-        ASSERT_EQ(symbol.height, 16);
-        for (std::size_t column = 0; column < symbol.width; ++column) {
-            EXPECT_EQ(symbol.pixel(column, 15), 0) << "symbol " << index;
-        }
-    }
-    const auto width_of = [](std::string_view text) {
-        return io::text_width(io::text_font, text, io::text_extent_e::to_line_end);
-    };
-    EXPECT_EQ(width_of(" "), 8);
-    EXPECT_EQ(width_of("!"), 5);
-    EXPECT_LE(width_of("----- UPDATING FIRMWARE -----"), 240);
-    EXPECT_LE(width_of("GATEWAY: 255.255.255.255"), 240);
-    for (const auto& [font, height] : {std::pair{&io::title_font, 13}, {&io::default_font, 8}}) {
-        for (std::uint16_t index = 0; index < font->symbol_count; ++index) {
-            const auto symbol = io::symbol(*font, index);
-            EXPECT_TRUE(symbol.width == 8 && symbol.height == height) << index;
-        }
-    }
-}
 
 TEST(font, a_character_is_found_in_the_ranges_of_the_code_page_or_drawn_as_the_default_one) {
     EXPECT_EQ(symbol_index(io::text_font, 127), 95);
@@ -61,16 +35,6 @@ TEST(font, a_character_is_found_in_the_ranges_of_the_code_page_or_drawn_as_the_d
     EXPECT_EQ(symbol_index({8, 8, 8, nullptr, 3, default_in_no_range.data()}, 'z'), std::nullopt);
 }
 
-TEST(font, a_symbol_that_does_not_fit_its_place_is_empty) {
-    const auto width_of_second = [](const std::array<std::uint8_t, 8>& table) {
-        return int{io::symbol({8, 2, 2, table.data(), 2, nullptr}, 1).width};
-    };
-    EXPECT_EQ(width_of_second({8, 2, 1, 2, 8, 2, 3, 4}), 8);
-    EXPECT_EQ(width_of_second({8, 2, 1, 2, 8, 3, 3, 4}), 0) << "too high";
-    EXPECT_EQ(width_of_second({8, 2, 1, 2, 9, 2, 3, 4}), 0) << "too wide";
-    EXPECT_EQ(width_of_second({8, 2, 1, 2, 0, 1, 8, 2}), 0) << "long header behind a short one";
-}
-
 TEST(utf8, sequences_are_decoded_and_what_makes_no_character_is_a_question_mark) {
     const auto decoded = [](std::string_view text, std::uint32_t highest) {
         std::vector<std::uint32_t> codes;
@@ -87,7 +51,6 @@ TEST(utf8, sequences_are_decoded_and_what_makes_no_character_is_a_question_mark)
               (codes_t{0x1F600, 0x200000, 0x7FFFFFFF}));
     EXPECT_EQ(decoded("\xC1\x81", 0xFFFF), codes_t{'A'}) << "a longer form than needed";
     EXPECT_EQ(decoded("\xFF\x80+\xC0\x80", 0xFFFF), (codes_t{'?', '?', '+', '?'}));
-    EXPECT_EQ(decoded({"\0", 1}, 0xFFFF), codes_t{'?'});
     EXPECT_EQ(decoded("\xC3\xBF\xC4\x80", 255), (codes_t{255, '?'})) << "a font without code page";
     EXPECT_EQ(decoded("\xF0\x90\x80\x80", 0xFFFF), codes_t{'?'}) << "a font with one";
     EXPECT_EQ(decoded("\xE2\x82\x43\xC3\xC3\xA9", 0xFFFF), (codes_t{'?', 'C', '?', 233}))

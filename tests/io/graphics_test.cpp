@@ -1,5 +1,4 @@
 #include "io/graphics.h"
-#include "io/text_layout.h"
 #include "tests/golden_picture.h"
 
 #include <gtest/gtest.h>
@@ -152,18 +151,6 @@ TEST(graphics, text_wraps_scrolls_and_is_aligned_line_by_line_within_its_viewpor
     sheet.lcd.select_font(&no_code_page);
     sheet.draw("\x01\xC4\x80\x7F\x02");
     sheet.expect("text_layout.txt");
-    EXPECT_EQ(sheet.lcd.text_width("\x01\xC4\x80\x7F\x02", 0), 5);
-}
-
-TEST(graphics, text_is_measured_up_to_a_word_end_a_line_end_or_as_its_widest_line) {
-    sheet_t sheet;
-    sheet.next_cell();
-    const std::string text = "aa l\tl\naaaa";
-    EXPECT_EQ(sheet.lcd.text_width(text, 0), 10);
-    EXPECT_EQ(sheet.lcd.text_width(text, 1), 6);
-    EXPECT_EQ(sheet.lcd.text_width(text, 2), 10 + 8 + 2);
-    EXPECT_EQ(io::shortened_to_fit(small_font, std::string(80, 'a')), std::string(80, 'a'));
-    EXPECT_EQ(io::shortened_to_fit(small_font, std::string(81, 'a')), std::string(77, 'a') + "...");
 }
 
 }  // namespace

@@ -17,7 +17,6 @@ using enum io::ihex_result_e;
 using io::ihex_record;
 using io::new_record;
 using io::read_record;
-using io::write_record;
 
 struct closer_t {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -53,48 +52,6 @@ TEST(intel_hex, a_line_gives_its_fields_or_the_code_of_what_is_wrong) {
         for (const auto& line : lines) {
             EXPECT_EQ(read_record(&record, stream_of(line).get()), code) << line;
         }
-    }
-    EXPECT_EQ(read_record(nullptr, stream_of("x").get()), invalid_arguments);
-    EXPECT_EQ(read_record(&record, nullptr), invalid_arguments);
-    EXPECT_EQ(read_record(&record, file_t{std::fopen("/tmp", "r")}.get()), file_error);
-
-    EXPECT_EQ(read_record(&record, stream_of(":0200A0000A0F45").get()), success);
-    testing::internal::CaptureStdout();
-    io::print_record(record);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Intel HEX8 Record Type: 0\n"
-                                                      "Intel HEX8 Record Address: 0x00A0\n"
-                                                      "Intel HEX8 Record Data: {0x0A, 0x0F, }\n"
-                                                      "Intel HEX8 Record Checksum: 0x45\n");
-}
-
-TEST(intel_hex, a_line_beyond_the_limit_goes_on_as_the_next_one) {
-    const auto file = stream_of(":00000001FF" + std::string(757, ' ') + ":00000001FF\n:00000001FF\n" +
-                                std::string(1000, 'F'));
-    ihex_record record;
-    for (const auto code : {success, invalid_record, success, invalid_record, invalid_record, end_of_file}) {
-        EXPECT_EQ(read_record(&record, file.get()), code);
-    }
-}
-
-TEST(intel_hex, records_are_built_and_written_up_to_256_bytes) {
-    const std::array<std::uint8_t, 257> bytes{0x01, 0x02};
-    ihex_record record;
-    EXPECT_EQ(new_record(0, 0x0010, bytes.data(), 2, &record), success);
-    EXPECT_EQ(written(record), ":020010000102EB\r\n");
-    EXPECT_EQ(new_record(0, 0, bytes.data(), 257, &record), invalid_arguments);
-    EXPECT_EQ(new_record(0, 0, bytes.data(), -1, &record), invalid_arguments);
-    EXPECT_EQ(new_record(0, 0, bytes.data(), 1, nullptr), invalid_arguments);
-    EXPECT_EQ(record.data_len, 2) << "left as it was";
-    EXPECT_EQ(new_record(0, 0, bytes.data(), 256, &record), success);
-    const auto longest = written(record);
-    EXPECT_EQ(longest.substr(0, 14) + longest.substr(longest.size() - 4), ":1000000000102FD\r\n");
-    EXPECT_EQ(write_record(record, nullptr), invalid_arguments);
-    const file_t full{std::fopen("/dev/full", "w")};
-    std::setbuf(full.get(), nullptr);
-    EXPECT_EQ(write_record(record, full.get()), file_error);
-    for (const int length : {257, -1}) {
-        record.data_len = length;
-        EXPECT_EQ(write_record(record, stdout), invalid_record);
     }
 }
 

@@ -97,19 +97,6 @@ class issp : public testing::Test {
     io::issp_t issp_{lines_};
 };
 
-TEST_F(issp, a_bit_is_three_writes_and_every_change_keeps_the_other_lines) {
-    lines_.sclk_drive_on();
-    lines_.xres_drive_on();
-    recorded();
-    constexpr std::array<std::uint8_t, 1> bits{0b10111111};
-    issp_.SendVector(bits, 2);
-    issp_.RunClock(1);
-    EXPECT_FALSE(issp_.bReceiveBit());
-    // 0x200 drives the data line and 0x400 sets it, 0x40 is the clock
-    EXPECT_EQ(recorded(), (std::vector<std::uint32_t>{0xA21, 0xE21, 0xE61, 0xE21, 0xA21, 0xA61, 0xA21, 0x821,
-                                                      0x821, 0x861, 0x821, 0x861, look}));
-}
-
 TEST_F(issp, the_key_follows_the_reset_pulse_at_once_and_silence_ends_the_wait_after_201_looks) {
     EXPECT_EQ(issp_.fXRESInitializeTargetForISSP(), io::issp_result_e::success);
     auto words = recorded();

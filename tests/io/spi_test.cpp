@@ -113,10 +113,6 @@ TEST_F(spi, bad_parameters_are_refused_before_anything_is_started) {
         master_.bit_rate = good;
         EXPECT_TRUE(master_.transfer(false)) << good;
     }
-    io::spi_t without_base;
-    EXPECT_EQ(
-        tests::refusal_of([&] { return without_base.set_base(nullptr) || without_base.transfer(false); }),
-        "invalid SPI controller base address\ninvalid SPI controller base address\n");
 }
 
 TEST_F(spi, a_busy_controller_is_left_alone_and_one_that_is_never_done_costs_100000_status_reads) {
