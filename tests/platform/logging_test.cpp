@@ -51,17 +51,18 @@ TEST_F(level_file, of_another_build_is_removed_and_changes_nothing) {
 TEST_F(level_file, of_any_other_content_is_kept_and_ignored) {
     const std::string deep(10 << 20, '[');
     const std::string build = R"({"git_revision":"3f9c2d1",)";
-    for (const auto& text :
-         std::vector<std::string>{"",
-                                  "[1]",
-                                  R"({"prog":{"drv_io":"trace"}})",
-                                  R"({"git_revision":7,"prog":{"drv_io":"trace"}})",
-                                  build + R"("prog":["drv_io"]})",
-                                  build + R"("prog":{"drv_io":{"trace":1}}})",
-                                  build + R"("prog":{"drv_io":"tra)",
-                                  {"\0\xff\xfe{\"git_revision\"", 18},
-                                  deep,
-                                  build + R"("x":)" + deep + std::string(10 << 20, ']') + "}"}) {
+    auto closed = build + R"("x":)";
+    closed.append(deep).append(10 << 20, ']').append("}");
+    for (const auto& text : std::vector<std::string>{"",
+                                                     "[1]",
+                                                     R"({"prog":{"drv_io":"trace"}})",
+                                                     R"({"git_revision":7,"prog":{"drv_io":"trace"}})",
+                                                     build + R"("prog":["drv_io"]})",
+                                                     build + R"("prog":{"drv_io":{"trace":1}}})",
+                                                     build + R"("prog":{"drv_io":"tra)",
+                                                     {"\0\xff\xfe{\"git_revision\"", 18},
+                                                     deep,
+                                                     closed}) {
         EXPECT_TRUE(stays(text)) << text.substr(0, 80);
         EXPECT_EQ(spdlog::get("drv_io")->level(), 2) << text.substr(0, 80);
     }

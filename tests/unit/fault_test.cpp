@@ -70,7 +70,7 @@ struct holdings_t {
         // A pass may be holding the status file open right now.
         EXPECT_TRUE(sim::wait_until([&] { return daemon.open_descriptors() <= most; }));
         // Buffers that once held the longest messages keep their size.
-        EXPECT_LT(daemon.resident_bytes(), resident + (1 << 20));
+        EXPECT_LT(daemon.resident_bytes(), resident + (4 << 20));
     }
 
     const sim::daemon_process_t& daemon;
@@ -182,7 +182,7 @@ TEST_F(traced, pass_makes_the_calls_that_are_made_to_fail_and_no_other) {
 
 // Faults around the daemon, at the ends of its sockets, in its files and in its hardware.
 
-struct fault_t {
+struct fault_t {  // NOLINT(clang-analyzer-optin.performance.Padding): in the order of reading
     const char* name;
     void (*begin)(unit_t& unit);
     works_t works_meanwhile;
