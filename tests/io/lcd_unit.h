@@ -79,7 +79,8 @@ class lcd_unit_t : public checked_unit_t {
         const auto reads_status = [](const auto& access) {
             return access.kind == sim::bus_access_t::kind_e::read32 && access.offset == 0xC0100;
         };
-        return std::ranges::count_if(sim::fpga()->recorded(), reads_status) - 3L * transfers;
+        const auto reads = std::ranges::count_if(sim::fpga()->recorded(), reads_status);
+        return static_cast<long>(reads) - 3 * static_cast<long>(transfers);
     }
 };
 
