@@ -70,6 +70,8 @@ class unit_builder_t {
     unit_builder_t& without_notification_service();
     unit_builder_t& without_daemon();
     unit_builder_t& with_serial_manners(serial_manners_t manners);
+    /// For a unit that is out of the ordinary.
+    [[nodiscard]] unit_definition_t& definition() { return definition_; }
     /// What is done to the unit after its files and services are there and before the daemon starts.
     unit_builder_t& prepared_by(std::function<void(unit_t&)> preparation);
 

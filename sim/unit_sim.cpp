@@ -30,11 +30,12 @@ constexpr const char* help = R"(usage: unit_sim [option ...]
 
 Runs the daemon on a simulated unit, plays a firmware update and shows what comes of it.
 
-  --unit NAME        the kind of unit (base-unit)
+  --unit NAME        the kind of unit (base-unit, or the one that shows the fault)
   --list-units       the kinds of unit, and end
   --scenario NAME    what happens: a scenario that comes with the simulator, or the path of a file (update)
   --list-scenarios   the scenarios, and end
-  --fault NAME       something is wrong with the unit; may be repeated
+  --fault NAME       something is wrong with the unit, from the start or in the middle third of the
+                     scenario; may be repeated
   --list-faults      the faults, and end
   --speed FACTOR     play faster or slower (1)
   --pictures DIR     write a picture of the display for every state, and one at the end
@@ -49,9 +50,9 @@ Exit status: 0 when everything was as it should be, 1 when something was not, 2 
 )";
 
 struct options_t {
-    std::string unit = "base-unit";
+    std::string unit;
     std::string scenario = "update";
-    std::vector<std::string> faults;
+    std::vector<const sim::fault_t*> faults;
     double speed = 1;
     std::string pictures;
     bool serve = false;
@@ -72,7 +73,7 @@ void list_units() {
 
 void list_faults() {
     for (const auto& fault : sim::faults()) {
-        std::printf("%-22s %s\n", std::string{fault.name}.c_str(), std::string{fault.description}.c_str());
+        std::printf("%-22s %-14s %s\n", fault.name.data(), fault.unit.data(), fault.description.data());
     }
 }
 
@@ -137,7 +138,10 @@ std::optional<options_t> parse_options(int argc, char** argv) {
             list_scenarios();
             return std::nullopt;
         case fault:
-            options.faults.emplace_back(optarg);
+            options.faults.push_back(sim::find_fault(optarg));
+            if (options.faults.back() == nullptr) {
+                throw usage_error_t{std::string{"no fault \""} + optarg + "\"; see unit_sim --list-faults"};
+            }
             break;
         case list_of_faults:
             list_faults();
@@ -169,6 +173,9 @@ std::optional<options_t> parse_options(int argc, char** argv) {
     }
     if (optind < argc) {
         throw usage_error_t{std::string{"unexpected \""} + argv[optind] + "\"; see unit_sim --help"};
+    }
+    if (options.unit.empty()) {
+        options.unit = options.faults.empty() ? "base-unit" : options.faults.front()->unit;
     }
     if (sim::find_unit(options.unit) == nullptr) {
         throw usage_error_t{"no unit \"" + options.unit + "\"; see unit_sim --list-units"};
@@ -207,6 +214,30 @@ class picture_book_t {
     int count_ = 0;
 };
 
+/// Lets faults begin and end: they last for the middle third of a scenario.
+class troubles_t {
+  public:
+    troubles_t(const std::vector<const sim::fault_t*>& faults, sim::unit_t& unit, milliseconds duration)
+        : faults_{faults}, unit_{unit}, duration_{duration} {}
+
+    void look(milliseconds now) {
+        if (const int phase = static_cast<int>(3 * now / duration_); phase == phase_ + 1 && phase < 3) {
+            phase_ = phase;
+            for (const auto* const fault : faults_) {
+                if (const auto change = phase == 1 ? fault->begin : fault->end) {
+                    change(unit_);
+                }
+            }
+        }
+    }
+
+  private:
+    const std::vector<const sim::fault_t*>& faults_;
+    sim::unit_t& unit_;
+    milliseconds duration_;
+    int phase_ = 0;
+};
+
 // The opening: the daemon finds its display and makes its first pass.
 void wait_for_first_pass(sim::unit_t& unit, sim::viewer_t& viewer) {
     const bool running = sim::wait_until([&] {
@@ -218,16 +249,18 @@ void wait_for_first_pass(sim::unit_t& unit, sim::viewer_t& viewer) {
     }
 }
 
-void play(const sim::scenario_t& scenario, double speed, sim::unit_t& unit, sim::viewer_t& viewer,
+void play(const sim::scenario_t& scenario, const options_t& options, sim::unit_t& unit, sim::viewer_t& viewer,
           picture_book_t& pictures) {
     constexpr milliseconds frame{100};
     milliseconds next_frame{};
+    troubles_t troubles{options.faults, unit, scenario.events.back().at};
     sim::scenario_watch_t watch;
     watch.meanwhile = [&](milliseconds now) {
         if (now >= next_frame) {
             viewer.show(now);
-            next_frame = now + milliseconds{static_cast<long>(frame.count() * speed)};
+            next_frame = now + milliseconds{static_cast<long>(frame.count() * options.speed)};
         }
+        troubles.look(now);
     };
     watch.before = [&](const sim::scenario_event_t& event) {
         if (event.kind == sim::scenario_event_t::kind_e::set_property &&
@@ -235,7 +268,7 @@ void play(const sim::scenario_t& scenario, double speed, sim::unit_t& unit, sim:
             pictures.note_state(event.value);
         }
     };
-    sim::play(scenario, speed, unit, watch);
+    sim::play(scenario, options.speed, unit, watch);
     viewer.show(scenario.events.back().at);
 }
 
@@ -297,8 +330,12 @@ int serve(const options_t& options) {
 int simulate(const options_t& options) {
     const auto scenario = sim::load_scenario(options.scenario);
     auto builder = sim::unit_builder_t{options.unit};
-    for (const auto& fault : options.faults) {
-        sim::arrange_fault(fault, builder);
+    sim::works_t works;
+    for (const auto* const fault : options.faults) {
+        if (fault->arrange != nullptr) {
+            fault->arrange(builder);
+        }
+        works = works && fault->works_meanwhile && fault->works_after;
     }
     const auto unit = builder.start();
     const auto display = sim::make_display_view(*unit);
@@ -311,7 +348,7 @@ int simulate(const options_t& options) {
     {
         sim::viewer_t viewer{*unit, display.get(), scenario, live};
         wait_for_first_pass(*unit, viewer);
-        play(scenario, options.speed, *unit, viewer, pictures);
+        play(scenario, options, *unit, viewer, pictures);
     }
     if (display) {
         for (const auto& line : display->lines(sim::terminal_columns() - 2)) {
@@ -319,7 +356,7 @@ int simulate(const options_t& options) {
         }
     }
     pictures.take("end");
-    const int status = report(sim::judge(*unit, display.get(), scenario));
+    const int status = report(sim::judge(*unit, display.get(), scenario, works));
     if (options.log) {
         std::cout << "\n" << unit->log() << std::flush;
     }

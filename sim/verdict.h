@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/display_view.h"
+#include "sim/faults.h"
 #include "sim/scenario.h"
 #include "sim/unit.h"
 
@@ -17,6 +18,8 @@ struct verdict_t {
 
 /// Compares what was observed on a unit with what its definition and the scenario promise.
 /// @param display  the view of its display; null when it has none.
-[[nodiscard]] verdict_t judge(unit_t& unit, const display_view_t* display, const scenario_t& scenario);
+/// @param works    what of the unit worked all the time; the rest is not judged.
+[[nodiscard]] verdict_t judge(unit_t& unit, const display_view_t* display, const scenario_t& scenario,
+                              const works_t& works = {});
 
 }  // namespace sim

@@ -1,12 +1,9 @@
 #include "daemon/display.h"
-#include "io/io_lx4s.h"
 #include "io/system.h"
-#include "platform/paths.h"
 #include "sim/front_panel_block.h"
 #include "sim/keypad_setup.h"
 #include "sim/picture.h"
 #include "sim/png.h"
-#include "sim/serial_module.h"
 #include "sim/shared_state.h"
 #include "tests/golden_picture.h"
 #include "tests/io/bench_unit.h"
@@ -74,16 +71,6 @@ TEST(display, is_the_page_stations_lcd_where_there_is_no_panel) {
     EXPECT_EQ(sim::violations(), "");
 }
 
-TEST(display, is_the_serial_panel_where_its_module_answers) {
-    const unit_t unit{"serial-panel"};
-    sim::serial_display_t glass;
-    sim::serial_module_t module{glass};
-    module.connect(unit.bench.root.file(zel::paths::serial_front_panel));
-    EXPECT_EQ(probe_display(), display_mode_e::serial_panel);
-    EXPECT_TRUE(module.wait_for_frames(2, std::chrono::seconds{10}));
-    io::serial_panel().close();
-}
-
 TEST(display, of_a_unit_with_panel_and_page_station_is_the_panel_alone) {
     auto both = *sim::find_unit("base-unit");
     both.has_page_station = true;
@@ -98,14 +85,6 @@ TEST(display, is_none_when_the_controller_fails) {
     const unit_t unit{definition};
     EXPECT_EQ(probe_display(), display_mode_e::none);
     EXPECT_EQ(panel().link.transfers, 0u) << "no panel is tried then";
-}
-
-TEST(display, is_none_when_nothing_answers) {
-    const unit_t silent{"base-unit"};
-    panel().present = false;
-    EXPECT_EQ(probe_display(), display_mode_e::none);
-    EXPECT_TRUE(silent.bench.log.has("Front panel not found"));
-    show_status(display_mode_e::none, "Error", 5, "nobody sees this");
 }
 
 }  // namespace

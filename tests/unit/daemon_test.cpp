@@ -50,12 +50,6 @@ TEST(daemon, started_without_descriptors_prints_into_nothing_it_opened) {
     }
 }
 
-TEST(daemon, reports_without_a_notification_service) {
-    auto unit = sim::unit_builder_t{"container"}.without_notification_service().start();
-    unit->engine().set(state, "complete");
-    EXPECT_TRUE(sim::wait_until([&] { return unit->status().element("state") == "complete"; }));
-}
-
 TEST(daemon, publishes_an_update_in_file_and_notifications) {
     auto unit = sim::unit_builder_t{"container"}.start();
     ASSERT_TRUE(unit->run_passes(3));
