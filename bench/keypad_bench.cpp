@@ -5,9 +5,9 @@
 #include "io/keypad_update.h"
 #include "io/page_station.h"
 #include "platform/paths.h"
+#include "sim/bench_unit.h"
 #include "sim/fpga.h"
 #include "sim/keypad_setup.h"
-#include "tests/io/bench_unit.h"
 
 #include <array>
 #include <chrono>
@@ -23,7 +23,7 @@ struct cost_t {
 };
 
 /// One check of the controller against the image, and its programming where needed.
-cost_t update(const tests::bench_unit_t& unit, sim::keypad_setup_e setup, unsigned blocks_to_program) {
+cost_t update(const sim::bench_unit_t& unit, sim::keypad_setup_e setup, unsigned blocks_to_program) {
     using clock_t = std::chrono::steady_clock;
     const auto& state = sim::set_up_keypad(unit.root, setup);
     const auto accesses = sim::fpga()->access_count();
@@ -45,7 +45,7 @@ void show(const char* what, const cost_t& cost) {
 }  // namespace
 
 int main() {
-    const tests::bench_unit_t unit{"page-station"};
+    const sim::bench_unit_t unit{"page-station"};
     auto& lines = io::keypad_lines();
     if (!io::page_station().init(false) || !io::page_station().set_keypad_run(true)) {
         return 1;

@@ -1,46 +1,21 @@
 #include "io/fonts.h"
 #include "io/front_panel.h"
 #include "io/graphics.h"
-#include "platform/identity.h"
-#include "sim/board.h"
+#include "sim/allocation_counter.h"
+#include "sim/bench_unit.h"
 #include "sim/fpga.h"
 #include "sim/front_panel_block.h"
 #include "sim/shared_state.h"
-#include "sim/unit_root.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
 #include <cstdlib>
-#include <new>
 
 // What a row on the front panel costs: bus accesses, which a unit pays for at the speed of its bus; memory
 // taken from the heap; and the time of the drawing layer alone, apart from the time with the simulated panel
 // behind it. The SPI controller is done at the first status read, so the accesses are the fewest there can
 // be: ten for a data word.
-
-namespace {
-
-std::uint64_t allocations = 0;
-
-}  // namespace
-
-// Not to be inlined: the compiler takes a visible malloc and free for a mismatch with new and delete.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc{};
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -50,9 +25,7 @@ constexpr const char* detail_line = "Flashing bank 2 of 5 (17%)";
 /// A base unit whose front panel is up.
 io::front_panel_t& panel() {
     static auto& up = []() -> io::front_panel_t& {
-        static const sim::unit_root_t root{*sim::find_unit("base-unit")};
-        zel::set_platform_identity({});
-        sim::set_fpga(sim::build_board(root.definition()));
+        static const sim::bench_unit_t unit{"base-unit"};
         sim::shared_state<sim::front_panel_state_t>("front_panel").link.busy_reads = 0;
         auto& made = io::front_panel();
         if (!made.initialise(true)) {
@@ -71,13 +44,13 @@ void count_per_draw(benchmark::State& state, draw_t draw) {
     const auto accesses = sim::fpga()->access_count();
     const auto& glass = sim::shared_state<sim::front_panel_state_t>("front_panel").glass;
     const auto words = glass.groups_written;
-    const auto taken = allocations;
+    const auto taken = sim::allocations;
     for ([[maybe_unused]] auto _ : state) {
         draw();
     }
     const auto runs = static_cast<double>(state.iterations());
     const auto words_sent = static_cast<std::uint32_t>(glass.groups_written - words);
-    state.counters["heap/draw"] = static_cast<double>(allocations - taken) / runs;
+    state.counters["heap/draw"] = static_cast<double>(sim::allocations - taken) / runs;
     state.counters["accesses/draw"] = static_cast<double>(sim::fpga()->access_count() - accesses) / runs;
     state.counters["words/draw"] = words_sent / runs;
 }
@@ -116,7 +89,7 @@ void service_pass_without_bus(benchmark::State& state) {
         lcd.set_text_pos(0, row);
         lcd.draw_string(text);
     };
-    const auto taken = allocations;
+    const auto taken = sim::allocations;
     for ([[maybe_unused]] auto _ : state) {
         text_row(1, state_line);
         lcd.fill_rect(0, 32, 239, 47, io::graphics_t::paper);
@@ -126,7 +99,7 @@ void service_pass_without_bus(benchmark::State& state) {
         benchmark::DoNotOptimize(lcd.frame().line(40).data());
     }
     state.counters["heap/draw"] =
-        static_cast<double>(allocations - taken) / static_cast<double>(state.iterations());
+        static_cast<double>(sim::allocations - taken) / static_cast<double>(state.iterations());
 }
 BENCHMARK(service_pass_without_bus)->Unit(benchmark::kMicrosecond);
 

@@ -5,10 +5,8 @@
 
 #include "daemon/status_reporter.h"
 #include "io/system.h"
-#include "platform/identity.h"
 #include "platform/logging.h"
-#include "platform/product_tables.h"
-#include "sim/unit_root.h"
+#include "sim/bench_unit.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -22,10 +20,7 @@ int main(int argc, char** argv) {
     }
     zel::setup_logging("passes", "stdout_color_sink_st");
     zel::set_logger_level("passes", "off");
-    const sim::unit_root_t root{*definition};
-    zel::platform_t identity;
-    identity.platform = zel::platform_code(definition->properties.platform);
-    zel::set_platform_identity(identity);
+    const sim::bench_unit_t unit{*definition};
     const io::system_t system;
     for (int i = 0; i < count; ++i) {
         firmware::status_reporter_t::instance().service(0);

@@ -1,5 +1,7 @@
 #include "sim/daemon_process.h"
 
+#include "sim/unit_root.h"
+
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -142,8 +144,7 @@ void daemon_process_t::end_companion() {
 }
 
 std::chrono::milliseconds daemon_process_t::cpu_time() const {
-    std::ifstream file{proc(pid_, "stat")};
-    std::string text{std::istreambuf_iterator<char>{file}, {}};
+    const auto text = read_file(proc(pid_, "stat"));
     // The name in brackets may hold anything; the fields behind it are numbered from 3.
     std::istringstream fields{text.substr(std::min(text.size(), text.rfind(')') + 2))};
     std::string skipped;

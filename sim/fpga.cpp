@@ -2,14 +2,13 @@
 
 #include "sim/board.h"
 #include "sim/system_path.h"
+#include "sim/unit_root.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <utility>
 
 namespace sim {
@@ -139,8 +138,7 @@ void report_violation(const std::string& line) {
 }
 
 std::string violations() {
-    std::ifstream file{violations_path()};
-    return {std::istreambuf_iterator<char>{file}, {}};
+    return read_file(violations_path());
 }
 
 }  // namespace sim

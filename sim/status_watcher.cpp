@@ -1,5 +1,7 @@
 #include "sim/status_watcher.h"
 
+#include "sim/unit_root.h"
+
 #include <poll.h>
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -8,8 +10,6 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <utility>
 
@@ -21,11 +21,6 @@ namespace {
 std::chrono::milliseconds until_next_read() {
     static std::minstd_rand random;
     return std::chrono::milliseconds{std::uniform_int_distribution{5, 15}(random)};
-}
-
-std::string read_file(const std::string& path) {
-    std::ifstream file{path, std::ios::binary};
-    return {std::istreambuf_iterator<char>{file}, {}};
 }
 
 }  // namespace

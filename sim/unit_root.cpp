@@ -105,8 +105,7 @@ void unit_root_t::write_file(std::string_view unit_path, std::string_view conten
 }
 
 std::string unit_root_t::read_file(std::string_view unit_path) const {
-    std::ifstream input{file(unit_path), std::ios::binary};
-    return {std::istreambuf_iterator<char>{input}, {}};
+    return sim::read_file(file(unit_path));
 }
 
 void unit_root_t::remove_file(std::string_view unit_path) const {
@@ -116,6 +115,11 @@ void unit_root_t::remove_file(std::string_view unit_path) const {
 void unit_root_t::make_sparse_file(std::string_view unit_path, std::size_t size) const {
     write_file(unit_path, "");
     std::filesystem::resize_file(file(unit_path), size);
+}
+
+std::string read_file(const std::string& path) {
+    std::ifstream input{path, std::ios::binary};
+    return {std::istreambuf_iterator<char>{input}, {}};
 }
 
 unit_definition_t definition_of_this_unit() {

@@ -51,6 +51,9 @@ class unit_root_t {
     bool keep_ = false;
 };
 
+/// The content of a file of this machine; empty when it cannot be read.
+[[nodiscard]] std::string read_file(const std::string& path);
+
 /// The definition that "sim/unit" below this process's unit root describes, for a process that did not make
 /// the root itself. A plain base unit when there is no such file.
 [[nodiscard]] unit_definition_t definition_of_this_unit();

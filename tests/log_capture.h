@@ -1,7 +1,10 @@
 #pragma once
 
 #include "platform/logging.h"
-#include "tests/temporary_directory.h"
+#include "sim/unit_root.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -10,10 +13,13 @@ namespace tests {
 /// Every line logged through the shared set-up from here on, in the long pattern.
 class log_capture_t {
   public:
-    log_capture_t() { zel::add_log_file(file()); }
+    log_capture_t() { zel::add_log_file(path_); }
+    log_capture_t(const log_capture_t&) = delete;
+    log_capture_t& operator=(const log_capture_t&) = delete;
+    ~log_capture_t() { ::close(memory_); }
 
-    [[nodiscard]] std::string text() const { return read_file(file()); }
-    [[nodiscard]] bool has(const std::string& part) const { return text().find(part) != std::string::npos; }
+    [[nodiscard]] std::string text() const { return sim::read_file(path_); }
+    [[nodiscard]] bool has(const std::string& part) const { return count(part) != 0; }
     [[nodiscard]] int count(const std::string& part) const {
         int found = 0;
         const auto all = text();
@@ -24,9 +30,8 @@ class log_capture_t {
     }
 
   private:
-    [[nodiscard]] std::string file() const { return directory_.path() + "/log"; }
-
-    temporary_directory_t directory_;
+    int memory_ = ::memfd_create("log", 0);
+    std::string path_ = "/proc/self/fd/" + std::to_string(memory_);
 };
 
 }  // namespace tests

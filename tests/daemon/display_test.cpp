@@ -6,7 +6,7 @@
 #include "sim/png.h"
 #include "sim/shared_state.h"
 #include "tests/golden_picture.h"
-#include "tests/io/bench_unit.h"
+#include "tests/io/driver_test.h"
 
 #include <gtest/gtest.h>
 
@@ -27,10 +27,8 @@ sim::glass_state_t& desk_glass() {
 }
 
 /// A unit whose hardware is mapped, as it is when the display is looked for.
-struct unit_t {
-    explicit unit_t(const sim::unit_definition_t& definition) : bench{definition} {}
-    explicit unit_t(std::string_view name) : bench{name} {}
-    tests::bench_unit_t bench;
+struct unit_t : tests::checked_unit_t {
+    using checked_unit_t::checked_unit_t;
     io::system_t system;
 };
 
@@ -58,17 +56,15 @@ TEST(display, is_the_lcd_front_panel_with_the_update_on_it_from_opening_to_end) 
     expect_picture(panel().glass, "lcd-running");
     show_status(mode, "Finished. Rebooting...", 1000, "");
     expect_picture(panel().glass, "lcd-final");
-    EXPECT_EQ(sim::violations(), "");
 }
 
 TEST(display, is_the_page_stations_lcd_where_there_is_no_panel) {
     const unit_t unit{"page-station"};
-    sim::set_up_keypad(unit.bench.root, sim::keypad_setup_e::up_to_date);
+    sim::set_up_keypad(unit.root, sim::keypad_setup_e::up_to_date);
     const auto mode = probe_display();
     ASSERT_EQ(mode, display_mode_e::page_station);
     show_status(mode, "Writing gjpqy, a name too long for one row", 63, "is not shown");
     expect_picture(desk_glass(), "page-station");
-    EXPECT_EQ(sim::violations(), "");
 }
 
 TEST(display, of_a_unit_with_panel_and_page_station_is_the_panel_alone) {

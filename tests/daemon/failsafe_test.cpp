@@ -1,8 +1,7 @@
 #include "daemon/failsafe.h"
 #include "platform/logging.h"
-#include "sim/system_path.h"
+#include "sim/unit_root.h"
 #include "tests/log_capture.h"
-#include "tests/temporary_directory.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -45,9 +44,8 @@ constexpr case_t cases[]{{0, end_e::killed, 1}, {1, end_e::exit_0, 3}, {2, end_e
 }
 
 TEST(failsafe, restarts_by_its_mode_removes_the_pid_file_and_counts) {
-    const tests::temporary_directory_t root;
-    sim::set_unit_root(root.path());
-    tests::write_file(root.path() + "/var/run/tool.pid", "1\n");
+    const sim::unit_root_t unit{*sim::find_unit("container")};
+    unit.write_file("/var/run/tool.pid", "1\n");
     zel::register_logger("eng_daemon");
     zel::set_logger_level("eng_daemon", "debug");
     const tests::log_capture_t log;
@@ -68,7 +66,7 @@ TEST(failsafe, restarts_by_its_mode_removes_the_pid_file_and_counts) {
     EXPECT_EQ(log.count("Failsafe mode restarting (1)"), 4);
     EXPECT_EQ(log.count("Failsafe mode restarting (2)"), 1);
     EXPECT_GE(log.count("failsafe() -- removing pid file /var/run/tool.pid"), 1);
-    EXPECT_NE(::access((root.path() + "/var/run/tool.pid").c_str(), F_OK), 0);
+    EXPECT_NE(::access(unit.file("/var/run/tool.pid").c_str(), F_OK), 0);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 #include "daemon/status_file.h"
-#include "tests/temporary_directory.h"
+#include "sim/unit_root.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -11,8 +11,8 @@
 namespace {
 
 TEST(status_file, keeps_its_readers_who_find_exactly_these_bytes) {
-    const tests::temporary_directory_t directory;
-    const auto path = directory.path() + "/fw_status.xml";
+    const sim::unit_root_t unit{*sim::find_unit("container")};
+    const auto path = unit.file("/usr/zel/www/fw_status.xml");
     firmware::status_file_t file{path};
     file.write("fw_write", INT_MIN, std::string(100'000, 'x'));
     std::ifstream reader{path};  // a web server holds on to the file
@@ -25,15 +25,15 @@ TEST(status_file, keeps_its_readers_who_find_exactly_these_bytes) {
               "  <detail><Block> 3 & 9</detail>\r\n"
               "</status>\r\n");
     file.write("", -1, "");
-    EXPECT_NE(
-        tests::read_file(path).find("<state></state>\r\n  <progress>-1</progress>\r\n  <detail></detail>"),
-        std::string::npos);
+    EXPECT_NE(unit.read_file("/usr/zel/www/fw_status.xml")
+                  .find("<state></state>\r\n  <progress>-1</progress>\r\n  <detail></detail>"),
+              std::string::npos);
 }
 
 TEST(status_file, that_cannot_be_opened_or_would_block_is_left_alone) {
-    const tests::temporary_directory_t directory;
-    firmware::status_file_t{directory.path() + "/none/fw_status.xml"}.write("idle", 0, "");
-    const auto pipe = directory.path() + "/pipe";
+    const sim::unit_root_t unit{*sim::find_unit("container")};
+    firmware::status_file_t{unit.file("/none/fw_status.xml")}.write("idle", 0, "");
+    const auto pipe = unit.file("/pipe");
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     firmware::status_file_t{pipe}.write("idle", 0, "");  // a pipe without a reader would block
     firmware::status_file_t{"/dev/full"}.write("idle", 0, "");

@@ -1,31 +1,9 @@
 #include "firmware/updater.h"
+#include "sim/allocation_counter.h"
 #include "sim/engine.h"
 #include "sim/unit.h"
 
 #include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <new>
-
-namespace {
-
-thread_local std::size_t allocations = 0;
-
-}  // namespace
-
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* const memory = std::malloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc{};
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -96,10 +74,10 @@ TEST_F(updater, a_steady_pass_allocates_nothing) {
     for (int pass = 0; pass < 20; ++pass) {
         const auto text = std::string(100, 'x') + std::to_string(pass % 10);
         engine_.send_raw(encode({"changed", state, "fw_write"}) + encode({"changed", detail, text}));
-        const auto before = allocations;
+        const auto before = sim::allocations;
         tracker_.poll(0);
         tracker_.poll(0);
-        EXPECT_TRUE(allocations == before || pass < 2);
+        EXPECT_TRUE(sim::allocations == before || pass < 2);
         EXPECT_EQ(tracker_.detail(), text);
     }
 }

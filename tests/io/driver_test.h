@@ -1,6 +1,10 @@
 #pragma once
 
-#include "tests/io/bench_unit.h"
+#include "platform/logging.h"
+#include "sim/bench_unit.h"
+#include "sim/fpga.h"
+#include "sim/shared_state.h"
+#include "tests/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -8,11 +12,17 @@
 
 namespace tests {
 
-/// A unit on the bench whose devices have understood all that they were sent.
-class checked_unit_t : public bench_unit_t {
+/// A unit on the bench, with its log, whose devices have understood all that they were sent.
+class checked_unit_t : public sim::bench_unit_t {
   public:
-    using bench_unit_t::bench_unit_t;
+    template <typename kind_t>
+    explicit checked_unit_t(const kind_t& kind) : bench_unit_t{kind} {
+        zel::register_logger("drv_io");
+        zel::set_logger_level("drv_io", "trace");
+    }
     ~checked_unit_t() { EXPECT_EQ(sim::violations(), ""); }
+
+    log_capture_t log;
 };
 
 /// What a call says on standard output.

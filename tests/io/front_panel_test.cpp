@@ -1,5 +1,6 @@
 #include "io/front_panel.h"
 #include "io/mmio.h"
+#include "platform/identity.h"
 #include "tests/golden_picture.h"
 #include "tests/io/lcd_unit.h"
 
@@ -23,7 +24,7 @@ TEST(front_panel, only_some_platforms_and_models_have_one) {
     const auto supported = [](std::uint32_t fpga_id, int platform_code = 1, std::uint32_t model = 1) {
         auto definition = *sim::find_unit("base-unit");
         definition.fpga_id = fpga_id;
-        const tests::bench_unit_t unit{definition};
+        const tests::checked_unit_t unit{definition};
         zel::platform_t identity;
         identity.platform = platform_code;
         identity.part_number = model;

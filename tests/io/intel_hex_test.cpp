@@ -1,7 +1,6 @@
 #include "io/intel_hex.h"
 #include "io/keypad_image.h"
 #include "sim/keypad_setup.h"
-#include "tests/temporary_directory.h"
 
 #include <gtest/gtest.h>
 
@@ -56,20 +55,19 @@ TEST(intel_hex, a_line_gives_its_fields_or_the_code_of_what_is_wrong) {
 }
 
 TEST(intel_hex, an_independent_tool_agrees_both_ways) {
-    const tests::temporary_directory_t directory;
-    const auto path = [&](const char* name) { return directory.path() + '/' + name; };
+    const sim::unit_root_t unit{*sim::find_unit("container")};
     const auto srec_cat = [](const std::string& arguments) {
         return std::system(("srec_cat " + arguments).c_str());  // NOLINT(cert-env33-c)
     };
     const auto firmware = sim::keypad_firmware(7);
     const std::string binary{firmware.begin(), firmware.end()};
-    tests::write_file(path("in.bin"), binary);
-    ASSERT_EQ(
-        srec_cat(path("in.bin") + " -binary -o " + path("tool.hex") + " -intel -address-length=2 -obs=32"),
-        0);
+    unit.write_file("/in.bin", binary);
+    ASSERT_EQ(srec_cat(unit.file("/in.bin") + " -binary -o " + unit.file("/tool.hex") +
+                       " -intel -address-length=2 -obs=32"),
+              0);
     io::keypad_image_t image{};
     std::uint16_t sum = 0;
-    const auto tool = stream_of(tests::read_file(path("tool.hex")));
+    const auto tool = stream_of(unit.read_file("/tool.hex"));
     EXPECT_EQ(io::read_keypad_image(tool.get(), image, sum).fault, io::keypad_image_fault_e::none);
     EXPECT_EQ(image, firmware);
 
@@ -80,9 +78,9 @@ TEST(intel_hex, an_independent_tool_agrees_both_ways) {
         ours += written(record);
     }
     ASSERT_EQ(new_record(1, 0, nullptr, 0, &record), success);
-    tests::write_file(path("ours.hex"), ours + written(record));
-    ASSERT_EQ(srec_cat(path("ours.hex") + " -intel -o " + path("out.bin") + " -binary"), 0);
-    EXPECT_EQ(tests::read_file(path("out.bin")), binary);
+    unit.write_file("/ours.hex", ours + written(record));
+    ASSERT_EQ(srec_cat(unit.file("/ours.hex") + " -intel -o " + unit.file("/out.bin") + " -binary"), 0);
+    EXPECT_EQ(unit.read_file("/out.bin"), binary);
 }
 
 }  // namespace

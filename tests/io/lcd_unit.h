@@ -3,48 +3,15 @@
 #include "io/front_panel.h"
 #include "io/graphics.h"
 #include "sim/front_panel_block.h"
+#include "sim/lcd_stream.h"
 #include "sim/picture.h"
 #include "tests/io/driver_test.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <string>
-#include <vector>
 
 namespace tests {
-
-/// What the recorded accesses sent to the LCD, as "C5c" for a command and "Dff" for a data byte, with a
-/// transfer that carries two bytes as one "Wffdf". Other transfers by their length: "T0c".
-inline std::string lcd_stream(const std::vector<sim::bus_access_t>& accesses) {
-    std::string stream;
-    std::uint32_t words[3] = {};
-    std::uint32_t bits = 0;
-    const auto add = [&stream](char kind, int digits, std::uint32_t value) {
-        char text[16];
-        std::snprintf(text, sizeof text, "%s%c%0*x", stream.empty() ? "" : " ", kind, digits, value);
-        stream += text;
-    };
-    for (const auto& [kind, offset, value] : accesses) {
-        if (kind == sim::bus_access_t::kind_e::write8) {
-            add(offset == 0x200503 ? 'C' : offset == 0x200507 ? 'D' : '?', 2, value);
-        } else if (kind != sim::bus_access_t::kind_e::write32) {
-            continue;
-        } else if (offset >= 0xC0140 && offset <= 0xC0148) {
-            words[(offset - 0xC0140) / 4] = value;
-        } else if (offset == 0xC0108) {
-            bits = value + 1;
-        } else if (offset == 0xC010C && value == 1) {
-            const auto first = words[0] >> 6 & 0xFF;
-            if (bits == 35) {
-                add('W', 4, first << 8 | (words[1] >> 5 & 0xFF));
-            } else {
-                add(bits != 18 ? 'T' : (words[0] & 0x20) != 0 ? 'D' : 'C', 2, bits != 18 ? bits : first);
-            }
-        }
-    }
-    return stream;
-}
 
 /// A unit with a front panel on the bench.
 class lcd_unit_t : public checked_unit_t {
@@ -66,7 +33,7 @@ class lcd_unit_t : public checked_unit_t {
         sim::fpga()->record(true);
         action();
         sim::fpga()->record(false);
-        return lcd_stream(sim::fpga()->recorded());
+        return sim::lcd_stream(sim::fpga()->recorded());
     }
     /// Runs something while the SPI controller does only so many more transfers.
     /// @return how often it read the status beyond the three times that each of those takes.

@@ -1,5 +1,6 @@
 #include "io/mmio.h"
 #include "io/system.h"
+#include "sim/board.h"
 #include "sim/engine.h"
 #include "tests/io/driver_test.h"
 

@@ -123,25 +123,6 @@ TEST_F(ipc_server, a_client_that_does_not_read_is_logged_once_a_stall) {
     }
 }
 
-TEST_F(ipc_server, sending_to_somebody_deaf_fails_without_a_signal_at_either_end) {
-    client_t* unheard = nullptr;
-    std::atomic<int> failures{0};
-    server_.reaction = [&](int fd, std::string_view text) {
-        const bool is_deaf = text == "I am deaf";
-        if (!is_deaf) {
-            ::shutdown(fd, SHUT_RD);
-        }
-        failures += (is_deaf ? server_.send(fd, "x", 1, 0) : unheard->send("x", 1)) == -1 ? 1 : 0;
-    };
-    start();
-    client_t clients[2];
-    unheard = &clients[1];
-    ::shutdown(clients[0].fd(), SHUT_RD);
-    clients[0].say("I am deaf");
-    clients[1].say("are you?");
-    EXPECT_TRUE(sim::wait_until([&] { return failures == 2; }));
-}
-
 TEST_F(ipc_server, a_path_that_no_address_can_hold_is_refused_at_both_ends) {
     const std::string longest = "/nowhere/" + std::string(107 - unit_.path().size() - 9, 'p');
     for (const auto& [path, error] :

@@ -1,5 +1,4 @@
 #include "sim/unit.h"
-#include "tests/temporary_directory.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -31,7 +30,7 @@ TEST(daemon, detaches_into_a_session_of_its_own) {
     const pid_t pid = unit->daemon().pid();
     EXPECT_EQ(::getsid(pid), pid);
     EXPECT_EQ(link(*unit, "cwd"), "/");
-    EXPECT_NE(tests::read_file("/proc/" + std::to_string(pid) + "/status").find("Umask:\t0000"),
+    EXPECT_NE(sim::read_file("/proc/" + std::to_string(pid) + "/status").find("Umask:\t0000"),
               std::string::npos);
     EXPECT_EQ(link(*unit, "fd/0"), "/dev/null");
     EXPECT_EQ(link(*unit, "fd/1"), unit->root().file("/sim/console"));
@@ -90,7 +89,7 @@ TEST(daemon, without_an_engine_ends_with_255_and_with_an_unknown_platform_abnorm
 }
 
 TEST(production_daemon, holds_nothing_of_the_simulated_unit) {
-    const auto program = tests::read_file(sim::built_program("daemon", "fwstatus"));
+    const auto program = sim::read_file(sim::built_program("daemon", "fwstatus"));
     EXPECT_EQ(program.find("_ZN3sim"), std::string::npos);
     EXPECT_EQ(program.find("FWSTATUS_"), std::string::npos);
     EXPECT_NE(program.find("fw_status"), std::string::npos) << "the search itself works";

@@ -1,7 +1,6 @@
 #include "sim/display_view.h"
 #include "sim/faults.h"
 #include "sim/unit.h"
-#include "tests/temporary_directory.h"
 
 #include <gtest/gtest.h>
 
@@ -104,8 +103,8 @@ class traced : public testing::Test {
             GTEST_SKIP() << "the system calls to be seen would be the emulator's";
         }
         if (std::system("strace -D -o /dev/null true 2>/dev/null") != 0) {  // NOLINT(cert-env33-c)
-            EXPECT_TRUE(tests::read_file("/proc/self/status").find("Seccomp:\t2") != std::string::npos ||
-                        tests::read_file("/proc/sys/kernel/yama/ptrace_scope").starts_with('3'))
+            EXPECT_TRUE(sim::read_file("/proc/self/status").find("Seccomp:\t2") != std::string::npos ||
+                        sim::read_file("/proc/sys/kernel/yama/ptrace_scope").starts_with('3'))
                 << "strace does not run, although nothing forbids it to trace";
             GTEST_SKIP() << "this machine lets nobody trace a process: ptrace is switched off or filtered";
         }
