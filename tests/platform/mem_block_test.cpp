@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <string_view>
 
@@ -69,16 +68,6 @@ TEST(mem_block, memory_that_runs_out_is_reported_and_the_block_stays_as_it_was) 
     GTEST_SKIP() << "a sanitizer's shadow memory does not fit below the limit";
 #endif
     EXPECT_EXIT(std::_Exit(outcome_without_memory()), testing::ExitedWithCode(0), "");
-}
-
-TEST(exceptions, keep_context_and_number_while_each_layer_adds_to_their_message) {
-    zel::serial_port_exception fault{"open failed", ENOENT};
-    fault.prepend("panel");
-    fault.append("given up");
-    EXPECT_STREQ(fault.what(), "panel : open failed : No such file or directory (2) : given up");
-    EXPECT_EQ(fault.context(), "open failed");
-    EXPECT_EQ(fault.error_number(), ENOENT);
-    EXPECT_STREQ(zel::system_exception_t("select", 4095).what(), "select : Unknown error 4095 (4095)");
 }
 
 }  // namespace
