@@ -2,7 +2,9 @@
 
 #include "ipc/unix_stream_socket.h"
 
+#include <cerrno>
 #include <chrono>
+#include <stdexcept>
 #include <utility>
 
 namespace sim {
@@ -34,7 +36,7 @@ bool service_t::start() {
 void service_t::shut_down() {
     if (thread_.joinable()) {
         stop = true;
-        ring();
+        static_cast<void>(ring());  // unheard, it takes the server up to a second to see for itself
         thread_.join();
     }
 }
@@ -54,12 +56,16 @@ void service_t::serve() {
     ended_ = true;
 }
 
-void service_t::ring() {
+bool service_t::ring() {
     zel::unix_stream_socket_t bell{path_};
     while (is_listening() && !bell.connect()) {
+        if (errno != EAGAIN) {
+            return false;
+        }
         std::this_thread::sleep_for(moment);  // more clients wait to be accepted than the server lets queue
     }
     bell.send(bell_sound.data(), bell_sound.size());
+    return true;
 }
 
 void service_t::on_data(int fd, const char* bytes, std::size_t length) {
@@ -88,8 +94,11 @@ void service_t::on_service_thread(const std::function<void()>& call) {
         call();
         return;
     }
-    ring();
+    const bool heard = ring();
     std::unique_lock lock{calls_lock_};
+    if (!heard && std::erase(calls_, &entry) != 0) {
+        throw std::runtime_error{"nobody listens at " + path_ + ": its socket file is gone"};
+    }
     call_done_.wait(lock, [&entry] { return entry.done; });
 }
 

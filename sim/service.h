@@ -37,6 +37,7 @@ class service_t : public zel::ipc_server_t {
 
     /// Runs `call` on the service's thread, where the sockets may be used, and waits for it. Clients that
     /// connected before are served before. While the service is stopped it runs right here.
+    /// Throws std::runtime_error when the socket file was removed.
     void on_service_thread(const std::function<void()>& call);
 
   private:
@@ -47,7 +48,7 @@ class service_t : public zel::ipc_server_t {
 
     void on_data(int fd, const char* bytes, std::size_t length) final;
     void serve();
-    void ring();
+    [[nodiscard]] bool ring();
     void run_calls();
 
     std::string path_;
