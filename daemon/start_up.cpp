@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <new>
 
@@ -32,12 +33,19 @@ void secure_standard_descriptors() {
     }
 }
 
+// Standard output, or a pipe that somebody put in the place of the status file, may lose its reader at any
+// time.
+void outlive_readers() {
+    std::signal(SIGPIPE, SIG_IGN);  // NOLINT(cert-err33-c): SIGPIPE can be ignored
+}
+
 constexpr std::array module_loggers{"drv_io",  "drv_io_page_station", "drv_io_lx4s",
                                     "lin_ipc", "lin_property",        "eng_daemon"};
 
 const struct before_main_t {
     before_main_t() {
         secure_standard_descriptors();
+        outlive_readers();
 
         for (const auto* const name : module_loggers) {
             zel::register_logger(name);

@@ -38,6 +38,8 @@ def arguments() -> argparse.Namespace:
     parser.add_argument("--fixed-pitch", action="store_true", help="every glyph must have the nominal width")
     parser.add_argument("--blank-last-row", action="store_true",
                         help="the lowest row of every cell must be without ink")
+    parser.add_argument("--three-dots", type=int, metavar="WIDTH",
+                        help="room that three full stops must fit into: a text too wide for the screen ends with them")
     return parser.parse_args()
 
 
@@ -55,6 +57,8 @@ def check(font: bdf.Font, options: argparse.Namespace) -> None:
         refuse("without a code page the characters must run from 0 without a gap")
     if options.default_character is not None and options.default_character not in font.glyphs:
         refuse(f"without its default character {options.default_character}")
+    if options.three_dots is not None and 3 * font.glyphs[ord(".")].width > options.three_dots:
+        refuse(f"three full stops are wider than {options.three_dots}")
     for glyph in font.glyphs.values():
         if not 0 <= glyph.encoding <= 0xFFFF:
             refuse(f"glyph {glyph.name}: character {glyph.encoding} does not fit into 16 bits")

@@ -168,7 +168,7 @@ def main() -> int:
                  for name, size in (("text", "8x16"), ("title", "8x13"), ("default", "8x8"))}
         options.output.write_bytes(draw(fonts).png(options.scale))
     except (bdf.BdfError, OSError) as error:
-        print(f"specimen: {error}", file=sys.stderr)
+        print(f"sheet: {error}", file=sys.stderr)
         return 1
     return 0
 

@@ -7,9 +7,10 @@ namespace zel {
 
 /// Writes one line and its line end to standard output (descriptor 1).
 ///
-/// Never blocks and never raises SIGPIPE: a line that the other end cannot take at once, or that nobody will
-/// ever read, is dropped. Standard output of the daemon is whatever its caller's standard error was, often a
-/// pipe, and a service pass must not wait for whoever holds the other end.
+/// Never blocks: a line that the other end cannot take at once is dropped, on a terminal what does not fit of
+/// it. Standard output of the daemon is whatever its caller's standard error was, often a pipe, and a service
+/// pass must not wait for whoever holds the other end. A pipe that nobody will ever read raises SIGPIPE,
+/// which the daemon ignores (daemon/start_up.cpp).
 void write_console_line(std::string_view line);
 
 /// One line for standard output, collected with the stream operator and written when the object goes.

@@ -23,12 +23,16 @@ void log_base_s::guarded_format() noexcept {
     try {
         format();
     } catch (const std::exception& error) {
-        text_.str({});
-        text_ << error.what();
+        replace_text(error.what());
     } catch (...) {
-        text_.str({});
-        text_ << "Unknown exeption in logger";
+        replace_text("Unknown exeption in logger");
     }
+}
+
+void log_base_s::replace_text(const char* text) {
+    text_.clear();  // a null pointer that was inserted leaves the stream deaf
+    text_.str({});
+    text_ << text;
 }
 
 scope_logger::scope_logger(std::shared_ptr<spdlog::logger> logger, log_level_e level)

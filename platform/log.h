@@ -45,6 +45,8 @@ class log_base_s {
     [[nodiscard]] std::string text() const { return text_.str(); }
 
   private:
+    void replace_text(const char* text);
+
     std::ostringstream text_;
 };
 

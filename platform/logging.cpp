@@ -5,20 +5,16 @@
 #include "platform/paths.h"
 #include "platform/system_path.h"
 
-#include <fcntl.h>
 #include <spdlog/cfg/argv.h>
 #include <spdlog/cfg/env.h>
-#include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/dist_sink.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/sinks/syslog_sink.h>
 #include <spdlog/spdlog.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <mutex>
 #include <utility>
 
 namespace zel {
@@ -34,31 +30,6 @@ struct logging_state_t {
 logging_state_t& state() {
     static auto& instance = *new logging_state_t;
     return instance;
-}
-
-/// Appends every line to a file with one write of its own. The library's file sink keeps lines in a buffer,
-/// which a fork would double.
-class line_file_sink_t final : public spdlog::sinks::base_sink<std::mutex> {
-  public:
-    explicit line_file_sink_t(const std::string& path)
-        : file_{::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)} {}
-    line_file_sink_t(const line_file_sink_t&) = delete;
-    line_file_sink_t& operator=(const line_file_sink_t&) = delete;
-    ~line_file_sink_t() override { ::close(file_); }
-
-  private:
-    void sink_it_(const spdlog::details::log_msg& message) override {
-        spdlog::memory_buf_t line;
-        formatter_->format(message, line);
-        [[maybe_unused]] const auto written = ::write(file_, line.data(), line.size());
-    }
-    void flush_() override {}
-
-    int file_;
-};
-
-void add_sink(const std::shared_ptr<spdlog::sinks::sink>& sink) {
-    state().sinks->add_sink(sink);
 }
 
 struct named_level_t {
@@ -98,7 +69,7 @@ void use_sinks_of(const std::shared_ptr<spdlog::logger>& logger) {
     if (logger) {
         for (const auto& sink : logger->sinks()) {
             if (sink != state().sinks) {
-                add_sink(sink);
+                add_log_sink(sink);
             }
         }
     }
@@ -142,16 +113,16 @@ void setup_logging(const std::string& argv0, const std::string& sink_kind) {
             auto sink = std::make_shared<spdlog::sinks::syslog_sink_mt>(
                 state().program_name, LOG_CONS | LOG_ODELAY, LOG_USER, with_pattern);
             sink->set_level(spdlog::level::trace);
-            add_sink(sink);
+            add_log_sink(sink);
             apply_level_file(state().program_name);
         } else if (sink_kind == "stdout_color_sink_mt") {
             auto sink = std::make_shared<spdlog::sinks::stdout_color_sink_mt>();
             sink->set_pattern(long_log_pattern);
-            add_sink(sink);
+            add_log_sink(sink);
         } else if (sink_kind == "stdout_color_sink_st") {
             auto sink = std::make_shared<spdlog::sinks::stdout_color_sink_st>();
             sink->set_pattern(long_log_pattern);
-            add_sink(sink);
+            add_log_sink(sink);
         } else {
             use_sinks_of(shared);
         }
@@ -169,13 +140,8 @@ void setup_logging_with_arguments(int argc, const char* const* argv, const std::
     spdlog::cfg::load_argv_levels(argc, const_cast<const char**>(argv));  // NOLINT: reads only
 }
 
-void add_log_file(const std::string& path) {
-    try {
-        auto sink = std::make_shared<line_file_sink_t>(path);
-        sink->set_pattern(long_log_pattern);
-        add_sink(sink);
-    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): a program runs on without its log
-    }
+void add_log_sink(const std::shared_ptr<spdlog::sinks::sink>& sink) {
+    state().sinks->add_sink(sink);
 }
 
 std::string program_name() {

@@ -2,8 +2,13 @@
 
 #include "platform/log.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
+
+namespace spdlog::sinks {
+class sink;
+}
 
 /// The set-up of logging that every program of the family shares: where lines go, how they look, and which
 /// levels apply.
@@ -34,8 +39,8 @@ void setup_logging_with_environment(const std::string& argv0, const std::string&
 /// `setup_logging`, then the levels of every argument that begins with SPDLOG_LEVEL.
 void setup_logging_with_arguments(int argc, const char* const* argv, const std::string& sink_kind);
 
-/// Adds a file as a further destination of every line, in the long pattern. Used where somebody reads along.
-void add_log_file(const std::string& path);
+/// Adds a further destination of every line to the distribution sink, with the pattern that it has.
+void add_log_sink(const std::shared_ptr<spdlog::sinks::sink>& sink);
 
 /// The program's name as `setup_logging` settled it; empty before.
 [[nodiscard]] std::string program_name();

@@ -24,8 +24,9 @@ class mem_block {
     void reallocate(std::uint32_t capacity);
     /// `reallocate`, and holds that capacity for later changes of size that fit into it.
     void reserve(std::uint32_t capacity);
+    /// Bytes that are in use before and after stay; fresh ones are not initialised.
     void resize(std::uint32_t size);
-    /// Resizes to `size` and copies as many bytes in. `source` must not lie inside the block.
+    /// Resizes to `size` and copies as many bytes in, which may lie in the block itself.
     void assign(const void* source, std::uint32_t size);
     /// Frees the memory and forgets the reservation.
     void release();

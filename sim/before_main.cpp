@@ -1,6 +1,6 @@
-#include "platform/logging.h"
 #include "sim/board.h"
 #include "sim/fpga.h"
+#include "sim/log_file.h"
 #include "sim/system_path.h"
 
 namespace {
@@ -8,7 +8,7 @@ namespace {
 // Linked into the daemon's simulation build only. Runs ahead of the daemon's own start-up, so that the first
 // line it logs is already in the unit's log and the first register it touches belongs to a device.
 [[gnu::constructor(101)]] void prepare_simulated_unit() {
-    zel::add_log_file(sim::unit_root() + "/sim/log");
+    sim::add_log_file(sim::unit_root() + "/sim/log");
     sim::set_fpga_factory(sim::build_board_of_this_unit);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/logging.h"
+#include "sim/log_file.h"
 #include "sim/unit_root.h"
 
 #include <sys/mman.h>
@@ -13,7 +13,7 @@ namespace tests {
 /// Every line logged through the shared set-up from here on, in the long pattern.
 class log_capture_t {
   public:
-    log_capture_t() { zel::add_log_file(path_); }
+    log_capture_t() { sim::add_log_file(path_); }
     log_capture_t(const log_capture_t&) = delete;
     log_capture_t& operator=(const log_capture_t&) = delete;
     ~log_capture_t() { ::close(memory_); }

@@ -8,15 +8,14 @@
 #include <fstream>
 #include <iomanip>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// Checks keypad images with the very reader that the daemon programs the keypad controller from, and makes
-/// them.
+// Checks keypad images with the very reader that the daemon programs the keypad controller from, and makes
+// them.
 
 namespace {
 
@@ -62,14 +61,17 @@ std::string line_problem(const std::string& line, const io::ihex_record& record)
     if (line.size() < shortest) {
         return "is too short for a record: " + std::to_string(line.size()) + " characters";
     }
-    const auto strange =
-        std::find_if(line.begin() + 1, line.end(), [](unsigned char c) { return std::isxdigit(c) == 0; });
-    if (strange != line.end()) {
+    const auto is_digit = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+    const bool promises = is_digit(line[1]) && is_digit(line[2]);
+    const auto promised = promises ? std::stoul(line.substr(1, 2), nullptr, 16) : line.size();
+    const auto record_length = shortest + 2 * promised;  // behind it there may be anything
+    const auto digits = std::string_view{line}.substr(1, record_length - 1);
+    const auto* const strange = std::find_if_not(digits.begin(), digits.end(), is_digit);
+    if (strange != digits.end()) {
         return "holds a character that is not hexadecimal, in column " +
-               std::to_string(strange - line.begin() + 1);
+               std::to_string(strange - digits.begin() + 2);
     }
-    const auto promised = std::stoul(line.substr(1, 2), nullptr, 16);
-    if (line.size() < shortest + 2 * promised) {
+    if (line.size() < record_length) {
         return "promises " + std::to_string(promised) + " bytes and holds fewer";
     }
     return "has checksum " + hex(record.checksum, 2) + " where its content gives " +
@@ -86,7 +88,7 @@ std::string not_hex_problem(const io::keypad_image_reading_t& reading, const std
     case io::ihex_result_e::file_error:
         return "the file cannot be read";
     default:
-        return line.empty() ? "the line is empty" : "the line " + line_problem(line, reading.record);
+        return "the line " + line_problem(line.substr(0, line.find('\r')), reading.record);
     }
 }
 
@@ -116,11 +118,11 @@ std::string address_problem(const io::keypad_image_reading_t& reading, std::size
            ": the record is for " + hex(record.address) + " where " + hex(expected) + " has to follow";
 }
 
+/// The lines as they are, a carriage return at the end included.
 std::vector<std::string> lines_of(const std::string& path) {
     std::ifstream file{path, std::ios::binary};
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);) {
-        line.erase(std::min(line.find('\r'), line.size()));
         lines.push_back(line);
     }
     return lines;
@@ -203,16 +205,19 @@ bool write_image(std::FILE* file, const std::vector<std::uint8_t>& bytes) {
 }
 
 int convert(const std::string& binary, const std::string& image) {
-    std::ifstream input{binary, std::ios::binary};
-    std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>{input}, {}};
-    if (!input.is_open() || input.bad()) {
+    const auto input = open_file(binary, "rb");
+    if (!input) {
+        return file_trouble;
+    }
+    std::vector<std::uint8_t> bytes(io::keypad_image_size + 1);
+    const auto size = std::fread(bytes.data(), 1, bytes.size(), input.get());
+    if (std::ferror(input.get()) != 0) {
         std::cerr << "hextool: cannot read " << binary << '\n';
         return file_trouble;
     }
-    const auto size = bytes.size();
     if (size > io::keypad_image_size) {
-        std::cout << binary << ": " << size << " bytes, more than the " << io::keypad_image_size
-                  << " of the controller's flash\n";
+        std::cout << binary << ": more than the " << io::keypad_image_size
+                  << " bytes of the controller's flash\n";
         return bad_image;
     }
     bytes.resize(io::keypad_image_size);

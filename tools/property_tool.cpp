@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <limits>
 
 namespace tools {
 
@@ -27,7 +28,7 @@ constexpr const char* help =
     "Exit status: 0 done, 1 no such property, or it kept its value, 2 wrong usage,\n"
     "3 no property engine, or none that answers.\n";
 
-constexpr std::size_t any_number = 1000;
+constexpr auto any_number = std::numeric_limits<std::size_t>::max();
 
 bool fits_a_message(const property_tool_t::words_t& arguments) {
     constexpr std::size_t most = 65'000;
@@ -123,7 +124,7 @@ int property_tool_t::list(const words_t& arguments) {
     std::string type;
     std::string name;
     std::string value;
-    while (client_.receive_message(type, name, value, answer_ms)) {
+    while (next(type, name, value, answer_ms)) {
         if (type == "get_response") {
             print_line(name, value);
             any = true;
@@ -145,9 +146,7 @@ int property_tool_t::monitor(const words_t& names) {
     std::string type;
     std::string name;
     std::string value;
-    // A malformed message at the end of what has arrived is no reason to leave; it has a type, an end has
-    // not.
-    while (client_.receive_message(type, name, value, for_ever) || !type.empty()) {
+    while (next(type, name, value, for_ever)) {
         if (type == "changed" || type == "get_response") {
             print_line(name, value);
         } else if (name == "no_property") {
@@ -163,7 +162,7 @@ int property_tool_t::read(const std::string& name, std::string& value) {
     }
     std::string type;
     std::string reply_name;
-    while (client_.receive_message(type, reply_name, value, answer_ms)) {
+    while (next(type, reply_name, value, answer_ms)) {
         if (type == "get_response" && reply_name == name) {
             return done;
         }
@@ -172,6 +171,10 @@ int property_tool_t::read(const std::string& name, std::string& value) {
         }
     }
     return lost();
+}
+
+bool property_tool_t::next(std::string& type, std::string& name, std::string& value, int timeout_ms) {
+    return client_.receive_message(type, name, value, timeout_ms) || !type.empty();
 }
 
 void property_tool_t::print_line(const std::string& name, const std::string& value) {

@@ -50,6 +50,9 @@ class property_tool_t {
 
     /// Asks for one property and takes messages up to the answer.
     [[nodiscard]] int read(const std::string& name, std::string& value);
+    /// Takes a message. A malformed one at the end of what has arrived counts: it has a type, silence has
+    /// none.
+    [[nodiscard]] bool next(std::string& type, std::string& name, std::string& value, int timeout_ms);
     void print_line(const std::string& name, const std::string& value);
     int fail(int status, const std::string& text);
     int lost();

@@ -51,6 +51,7 @@ class Converter(unittest.TestCase):
             ("", "", ("--default-character", "32", "--fixed-pitch"), "glyph exclam: its width is 4"),
             ("", "", ("--default-character", "63"), "without its default character 63"),
             ("", "", ("--fixed-pitch",), "must run from 0"),
+            ("ENCODING 65", "ENCODING 46", ("--default-character", "32", "--three-dots", "9"), "wider than 9"),
         ):
             with self.subTest(fault=fault):
                 self.assertIn(old, FONT)

@@ -190,12 +190,32 @@ TEST_F(front_panel_screen, a_controller_that_stops_costs_one_poll_budget_a_row_a
     EXPECT_EQ(recovered, unit_.text_picture());
 }
 
-TEST_F(front_panel_screen, titles_stand_on_a_rule_and_a_text_too_wide_is_shortened_until_three_dots_fit) {
-    panel_.card_slots_screen();
-    panel_.slot_names(0, "Input card", "not shown", "not shown", "not shown");
-    EXPECT_EQ(unit_.text_picture(), golden_picture("card_slot.txt", unit_.text_picture()));
-    panel_.design_info("short", std::string(60, 'W'), "running");
-    EXPECT_EQ(unit_.text_picture(), golden_picture("design.txt", unit_.text_picture()));
+class front_panel_screens : public testing::TestWithParam<const char*> {};
+
+TEST_P(front_panel_screens, are_those_that_were_looked_at) {
+    const lcd_unit_t unit{GetParam()};
+    auto& panel = io::front_panel();
+    EXPECT_TRUE(panel.initialise(true));
+    std::string pictures;
+    const auto draw = [&](auto... screens) {
+        ((screens(), pictures += sim::terminal_picture(sim::picture_of(unit.panel().glass), 122)), ...);
+    };
+    draw([&] { panel.home_screen(); }, [&] { panel.about_screen(); },
+         [&] { panel.about_info("Base Unit", "4.2.0 of a branch with a name that is too long"); },
+         [&] { panel.clear_settings_screen(); }, [&] { panel.countdown_row(1, 10); },
+         [&] { panel.countdown_row(2, 0); }, [&] { panel.countdown_row(3, 7); },
+         [&] { panel.card_slots_screen(); },
+         [&] { panel.slot_names(0, "Input", "Output", "Telephone", "Network bridge"); },
+         [&] {
+             panel.clear_for_text();
+             panel.update_notice("Step 3 of 4: the second bank, then the boot block");
+         },
+         [&] { panel.design_info("Hall", "W", "Synchronising presets with the backup controller, please"); },
+         [&] { panel.network_info("CONTROL", "10.0.0.7", "255.255.255.0", "10.0.0.1"); },
+         [&] { panel.level_meter(20); }, [&] { panel.rebooting_screen(); });
+    EXPECT_EQ(pictures, golden_picture(std::string{"screens-"} + GetParam() + ".txt", pictures));
 }
+
+INSTANTIATE_TEST_SUITE_P(of, front_panel_screens, testing::Values("base-unit", "card-frame"));
 
 }  // namespace

@@ -157,7 +157,9 @@ TEST_F(serial_port, reading_takes_what_has_arrived_and_writing_sends_all_bytes_o
     EXPECT_EQ(::read(line.our_end(), bytes, sizeof bytes), 6);
     EXPECT_EQ(std::string_view(bytes, 6), std::string_view("abc\n\0\x99", 6));
     const std::string more_than_the_line_holds(1u << 20u, 'x');
-    EXPECT_EQ(fault_of([&] { port.write(more_than_the_line_holds.c_str(), -1); }), "write error/EAGAIN");
+    EXPECT_TRUE(
+        fault_of([&] { port.write(more_than_the_line_holds.c_str(), -1); }).starts_with("write error/"))
+        << "with whatever went wrong last: a short write is no error to the system";
     line.hang_up();
     EXPECT_EQ(fault_of([&] { port.write("abc", 3); }), "write error/EIO");
 }

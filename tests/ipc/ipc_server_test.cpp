@@ -7,10 +7,8 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <functional>
-#include <list>
 #include <mutex>
 #include <thread>
 
@@ -62,23 +60,6 @@ class ipc_server : public ::testing::Test {
     diary_server_t server_{service_path};
     std::jthread thread_;
 };
-
-TEST_F(ipc_server, several_hundred_clients_are_served_at_once_and_told_apart) {
-    server_.reaction = [this](int fd, std::string_view text) {
-        EXPECT_EQ(server_.send(fd, text.data(), text.size(), 100), std::ssize(text));
-    };
-    start();
-    std::list<client_t> clients(400);
-    for (auto& client : clients) {
-        client.say(std::to_string(client.fd()));
-    }
-    for (auto& client : clients) {
-        ASSERT_TRUE(client.wait_readable(10'000));
-        EXPECT_EQ(client.read_available(), std::to_string(client.fd()));
-    }
-    clients.clear();
-    EXPECT_TRUE(sim::wait_until([this] { return std::ranges::count(server_.diary(), '-') == 400; }));
-}
 
 TEST_F(ipc_server, clients_are_heard_before_they_leave_and_a_stop_from_within_sends_no_farewells) {
     unit_.write_file(service_path, "left by an earlier process");

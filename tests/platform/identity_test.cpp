@@ -23,7 +23,7 @@ class fake_client_t {
         {"/sys/config/part_number", "SU-2"},       {"/sys/config/fw_server_crc", "1"},
         {"/sys/config/fw_server_hash", "2"},       {"/sys/config/fw_server_crc_compat", "3"},
         {"/sys/config/fw_server_hash_compat", "4"}};
-    static inline std::vector<int> answers{7};  // to one client after the other
+    static inline std::vector<int> answers;  // to one client after the other
     static inline list_t reads;
 
     fake_client_t() : answers_{answers.front()} { answers.erase(answers.begin()); }
@@ -62,6 +62,7 @@ TEST(identity, that_two_attempts_do_not_get_ends_the_process) {
 }
 
 TEST(identity, of_an_unlisted_platform_is_out_of_range_and_of_an_unlisted_part_number_0) {
+    fake_client_t::answers = {7};
     fake_client_t::properties["/sys/config/arch"] = "sparc";
     fake_client_t::properties["/sys/config/part_number"] = "XX-1";
     zel::identify<fake_client_t>();

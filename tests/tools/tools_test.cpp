@@ -71,6 +71,7 @@ TEST_F(hextool, a_converted_binary_is_a_good_image_filled_up_with_zeros) {
     unit_.write_file("/b.bin", std::string(8193, 'x'));
     EXPECT_EQ(run(HEXTOOL " convert b.bin big.hex").back(), '1');
     EXPECT_EQ(run(HEXTOOL " check big.hex"), "hextool: cannot open big.hex\n3");
+    EXPECT_EQ(run(HEXTOOL " convert . i.hex"), "hextool: cannot read .\n3");
 }
 
 TEST_F(hextool, what_is_wrong_is_told_with_its_line) {
@@ -80,7 +81,7 @@ TEST_F(hextool, what_is_wrong_is_told_with_its_line) {
     auto no_digit = good;
     no_digit[line + 9] = 'G';
     auto wrong_sum = good;
-    wrong_sum.replace(line - 3, 2, "00");
+    wrong_sum.replace(line - 3, 2, "00xx");  // behind the checksum anything may stand
     const std::pair<std::string, std::string> cases[]{
         {good.substr(0, 3 * line), "line 4: the file ends after 48 of 8192 bytes"},
         {good.substr(0, line) + good.substr(2 * line),
@@ -88,6 +89,8 @@ TEST_F(hextool, what_is_wrong_is_told_with_its_line) {
         {sim::intel_hex_text(firmware, 48), "line 4: the record before this one reaches across the block"},
         {no_digit, "line 2: the line holds a character that is not hexadecimal, in column 10"},
         {wrong_sum, "line 1: the line has checksum 0x00 where its content gives 0x"},
+        {good.substr(0, line - 1) + std::string(766 - line + 1, ' ') + "\r\n",
+         "line 1: the line has 767 characters"},
     };
     for (const auto& [image, problem] : cases) {
         unit_.write_file("/i.hex", image);

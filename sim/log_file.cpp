@@ -1,0 +1,45 @@
+#include "sim/log_file.h"
+
+#include "platform/logging.h"
+
+#include <fcntl.h>
+#include <spdlog/sinks/base_sink.h>
+#include <unistd.h>
+
+#include <memory>
+#include <mutex>
+
+namespace sim {
+
+namespace {
+
+/// Appends every line to a file with one write of its own. The library's file sink keeps lines in a buffer,
+/// which a fork would double.
+class line_file_sink_t final : public spdlog::sinks::base_sink<std::mutex> {
+  public:
+    explicit line_file_sink_t(const std::string& path)
+        : file_{::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)} {}
+    line_file_sink_t(const line_file_sink_t&) = delete;
+    line_file_sink_t& operator=(const line_file_sink_t&) = delete;
+    ~line_file_sink_t() override { ::close(file_); }
+
+  private:
+    void sink_it_(const spdlog::details::log_msg& message) override {
+        spdlog::memory_buf_t line;
+        formatter_->format(message, line);
+        [[maybe_unused]] const auto written = ::write(file_, line.data(), line.size());
+    }
+    void flush_() override {}
+
+    int file_;
+};
+
+}  // namespace
+
+void add_log_file(const std::string& path) {
+    const auto sink = std::make_shared<line_file_sink_t>(path);
+    sink->set_pattern(zel::long_log_pattern);
+    zel::add_log_sink(sink);
+}
+
+}  // namespace sim
