@@ -5,7 +5,7 @@
 #include "sim/picture.h"
 #include "sim/png.h"
 #include "sim/shared_state.h"
-#include "tests/golden_picture.h"
+#include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ struct unit_t : tests::checked_unit_t {
 void expect_picture(const sim::glass_state_t& glass, const std::string& name) {
     const auto picture = sim::picture_of(glass);
     const auto text = sim::text_picture(picture);
-    EXPECT_EQ(text, tests::golden_picture(name + ".txt", text));
+    EXPECT_EQ(text, tests::golden_text(name + ".txt", text));
     if (const char* const directory = std::getenv("FWSTATUS_PICTURES")) {
         sim::write_png(std::string{directory} + "/" + name + ".png", sim::tinted_picture(picture, 1, 4));
     }

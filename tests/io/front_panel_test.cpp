@@ -1,7 +1,7 @@
 #include "io/front_panel.h"
 #include "io/mmio.h"
 #include "platform/identity.h"
-#include "tests/golden_picture.h"
+#include "tests/golden.h"
 #include "tests/io/lcd_unit.h"
 
 #include <array>
@@ -11,7 +11,7 @@
 
 namespace {
 
-using tests::golden_picture;
+using tests::golden_text;
 using tests::lcd_unit_t;
 using tests::refusal_of;
 
@@ -123,7 +123,7 @@ TEST(front_panel, every_revision_is_read_from_the_status_word_and_wires_its_leds
             }
         }
     }
-    EXPECT_EQ(wiring, golden_picture("led_wiring.txt", wiring));
+    EXPECT_EQ(wiring, golden_text("led_wiring.txt", wiring));
     EXPECT_TRUE(io::front_panel().set_all_leds(2));
     EXPECT_EQ(std::to_array(panel.led_drivers), (std::array<std::uint16_t, 3>{0xFFFF, 0x3FFF, 0x0FFF}));
     EXPECT_EQ(refusal_of([] { return io::front_panel().set_all_leds(4); }), "invalid front panel state: 4\n");
@@ -154,10 +154,10 @@ class front_panel_screen : public testing::Test {
 TEST_F(front_panel_screen, a_long_status_wraps_at_a_space_and_the_bar_overwrites_what_ran_over) {
     panel_.draw_text_row(1, "Verifying the image of the second bank before switching", false);
     panel_.draw_text_row(3, "centred", true);
-    EXPECT_EQ(unit_.text_picture(), golden_picture("long_status.txt", unit_.text_picture()));
+    EXPECT_EQ(unit_.text_picture(), golden_text("long_status.txt", unit_.text_picture()));
     panel_.draw_progress_row(2, 100);
     panel_.draw_progress_row(3, 0);
-    EXPECT_EQ(unit_.text_picture(), golden_picture("bars_over_status.txt", unit_.text_picture()));
+    EXPECT_EQ(unit_.text_picture(), golden_text("bars_over_status.txt", unit_.text_picture()));
 }
 
 TEST_F(front_panel_screen, rows_below_the_screen_are_refused_and_rows_above_touch_its_first_line_at_most) {
@@ -213,7 +213,7 @@ TEST_P(front_panel_screens, are_those_that_were_looked_at) {
          [&] { panel.design_info("Hall", "W", "Synchronising presets with the backup controller, please"); },
          [&] { panel.network_info("CONTROL", "10.0.0.7", "255.255.255.0", "10.0.0.1"); },
          [&] { panel.level_meter(20); }, [&] { panel.rebooting_screen(); });
-    EXPECT_EQ(pictures, golden_picture(std::string{"screens-"} + GetParam() + ".txt", pictures));
+    EXPECT_EQ(pictures, golden_text(std::string{"screens-"} + GetParam() + ".txt", pictures));
 }
 
 INSTANTIATE_TEST_SUITE_P(of, front_panel_screens, testing::Values("base-unit", "card-frame"));

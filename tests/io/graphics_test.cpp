@@ -1,5 +1,5 @@
 #include "io/graphics.h"
-#include "tests/golden_picture.h"
+#include "tests/golden.h"
 
 #include <gtest/gtest.h>
 
@@ -66,7 +66,7 @@ class sheet_t {
     void expect(const std::string& golden) const {
         const int bottom = (cells_ + 7) / 8 * 8 - 1;
         const auto cells = art(lcd.frame(), {0, 0, 95, bottom});
-        EXPECT_EQ(cells, tests::golden_picture(golden, cells));
+        EXPECT_EQ(cells, tests::golden_text(golden, cells));
         EXPECT_EQ(std::ranges::count(art(lcd.frame(), {0, 0, 239, 63}), '#'), std::ranges::count(cells, '#'));
     }
 

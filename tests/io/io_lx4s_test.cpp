@@ -4,7 +4,7 @@
 #include "platform/paths.h"
 #include "sim/serial_module.h"
 #include "sim/seven_segment_picture.h"
-#include "tests/golden_picture.h"
+#include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
 #include <termios.h>
@@ -101,7 +101,7 @@ TEST_F(serial_panel, numbers_are_drawn_at_once_squares_by_the_worker_in_whole_pa
     for (const auto& [at, display] : module->history()) {
         frames += sim::seven_segment_text(display) + "mode " + std::to_string(display.mode) + "\n\n";
     }
-    EXPECT_EQ(frames, tests::golden_picture("serial_panel.txt", frames));
+    EXPECT_EQ(frames, tests::golden_text("serial_panel.txt", frames));
 
     EXPECT_TRUE(panel.close()) << "a closed line is no reason to complain";
     EXPECT_THROW(panel.clear(), zel::serial_port_exception);

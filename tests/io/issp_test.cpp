@@ -2,7 +2,7 @@
 #include "io/mmio.h"
 #include "io/system.h"
 #include "sim/keypad_setup.h"
-#include "tests/golden_picture.h"
+#include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ TEST(issp_vectors, the_frames_add_up_to_the_published_bytes) {
         vectors += std::string{vector.role} + "\n  " + std::to_string(vector.length) + " bits " +
                    hex(vector.bytes) + '\n';
     }
-    EXPECT_EQ(vectors, tests::golden_picture("issp_vectors.txt", vectors));
+    EXPECT_EQ(vectors, tests::golden_text("issp_vectors.txt", vectors));
 }
 
 /// Programming lines with nothing but the simulated controller behind them.

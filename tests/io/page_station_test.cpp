@@ -2,7 +2,7 @@
 #include "sim/glass.h"
 #include "sim/keypad_setup.h"
 #include "sim/picture.h"
-#include "tests/golden_picture.h"
+#include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
 #include <limits>
@@ -82,7 +82,7 @@ TEST_F(page_station, bars_and_texts_take_a_row_of_21_lines_each) {
     const auto& glass = sim::shared_state<sim::glass_state_t>("glass");
     const auto shows = [&glass](const char* golden) {
         const auto picture = sim::text_picture(sim::picture_of(glass));
-        return picture == tests::golden_picture(golden, picture);
+        return picture == tests::golden_text(golden, picture);
     };
     for (const auto& [row, percent] : {std::pair{0, 0}, {1, 50}, {2, 2'000'000'000}}) {
         EXPECT_TRUE(station_.draw_progress(row, percent));

@@ -8,10 +8,10 @@
 
 namespace tests {
 
-/// A picture that was looked at and found good, from tests/io/golden/. One that is missing reads as a text
-/// that no picture equals. With FWSTATUS_RENEW_GOLDEN set in the environment it is written from `actual`
+/// A text or picture that was looked at and found good, from tests/io/golden/. One that is missing reads as a
+/// text that equals no other. With FWSTATUS_RENEW_GOLDEN set in the environment it is written from `actual`
 /// instead, to be looked at before it is committed.
-inline std::string golden_picture(const std::string& name, const std::string& actual) {
+inline std::string golden_text(const std::string& name, const std::string& actual) {
     const auto path = std::filesystem::path{__FILE__}.parent_path() / "io" / "golden" / name;
     if (std::getenv("FWSTATUS_RENEW_GOLDEN") != nullptr) {
         std::ofstream{path} << actual;
