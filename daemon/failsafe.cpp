@@ -33,11 +33,11 @@ void remove_pid_file(std::string_view program_path) {
 
 bool wants_restart(unsigned mode, int wait_status) {
     switch (mode) {
-    case failsafe_mode_e::never:
+    case failsafe_mode::never:
         return false;
-    case failsafe_mode_e::always:
+    case failsafe_mode::always:
         return true;
-    case failsafe_mode_e::after_a_signal:
+    case failsafe_mode::after_a_signal:
         return WIFSIGNALED(wait_status);
     default:
         return !(WIFEXITED(wait_status) && WEXITSTATUS(wait_status) == 0);

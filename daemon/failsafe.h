@@ -3,12 +3,14 @@
 namespace zel {
 
 /// When a supervised process that has ended is started again. Any value above 2 counts as `after_failure`.
-enum failsafe_mode_e : unsigned {
-    never = 0,           ///< not at all
-    always = 1,          ///< however it ended
-    after_a_signal = 2,  ///< only when a signal ended it
-    after_failure = 3,   ///< unless it exited by itself with code 0
-};
+namespace failsafe_mode {
+
+inline constexpr unsigned never = 0;           ///< not at all
+inline constexpr unsigned always = 1;          ///< however it ended
+inline constexpr unsigned after_a_signal = 2;  ///< only when a signal ended it
+inline constexpr unsigned after_failure = 3;   ///< unless it exited by itself with code 0
+
+}  // namespace failsafe_mode
 
 /// Forks the process that goes on to do the work and supervises it: waits for its end, removes its pid file
 /// ("/var/run/" + the program's name + ".pid") and, as `mode` says, starts another one second later.

@@ -23,7 +23,7 @@ int main() {  // NOLINT(bugprone-exception-escape)
     if (zel::daemonize() != 0) {
         return 0;
     }
-    if (supervised && zel::failsafe(zel::failsafe_mode_e::after_failure, program_invocation_name) != 0) {
+    if (supervised && zel::failsafe(zel::failsafe_mode::after_failure, program_invocation_name) != 0) {
         return 1;
     }
     for (;;) {

@@ -16,14 +16,18 @@ class status_reporter_t {
   public:
     /// The process's reporter, constructed on the first call and never destroyed. Construction connects to
     /// the property engine, finds the display and connects to the notification service; each of the three may
-    /// be missing for the rest of the process's life.
+    /// be missing for the rest of the process's life. The first call blocks as long as the display's bring-up
+    /// takes (daemon/display.h) and lets what a driver throws pass.
     [[nodiscard]] static status_reporter_t& instance();
 
     /// One pass: takes what the tracker has to tell and publishes it.
     /// @param timeout_ms  how long to wait for news, in milliseconds; 0 takes only what is there.
     void service(int timeout_ms);
 
+    /// Rewrites the file that the unit's web server serves; a file that cannot be written is left for the
+    /// next pass.
     void write_status_file();
+    /// Shows the update on the display that was found; drawing that fails is left for the next pass.
     void update_display();
     /// Sends nothing while no update is active. Otherwise state and progress go out on every pass, as a level
     /// and not as events, with nothing between the texts; a text that cannot go out at once is lost.

@@ -2,7 +2,9 @@
 
 #include <string_view>
 
-/// Every absolute path of a unit that this system reads, writes, binds or connects to, each written once.
+/// Every absolute path of a unit that this system reads, writes, binds or connects to, each written once; but
+/// for
+/// "/dev/null" and "/bin/rm", which are any Linux system's.
 ///
 /// Where such a path lies on the machine at hand is for `zel::system_path` to say (platform/system_path.h);
 /// messages always show the path as it stands here.

@@ -24,8 +24,8 @@ inline constexpr std::array platforms{
     platform_row_t{"base8", 7},      // processing unit with eight slots
     platform_row_t{"desk", 5},       // paging desk
     platform_row_t{"expb", 8},       // expander, FPGA board
-    platform_row_t{"expc", 13},      // expanders with the first-generation I/O device
-    platform_row_t{"expd", 14},      //
+    platform_row_t{"expc", 13},      // expander, first-generation I/O device
+    platform_row_t{"expd", 14},      // expander, first-generation I/O device
     platform_row_t{"frame", 2},      // card frame with four slots
     platform_row_t{"frame2", 19},    // card frame, second board
     platform_row_t{"frame8", 12},    // card frame with eight slots
