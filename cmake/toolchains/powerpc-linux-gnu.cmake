@@ -1,11 +1,5 @@
-# 32-bit big-endian PowerPC, by Debian's cross compiler; programs run here under user-mode emulation.
-set(CMAKE_SYSTEM_NAME Linux)
-set(CMAKE_SYSTEM_PROCESSOR powerpc)
-set(CMAKE_C_COMPILER powerpc-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER powerpc-linux-gnu-g++)
-set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/emulate" qemu-ppc -L /usr/powerpc-linux-gnu)
-set(CMAKE_FIND_ROOT_PATH /usr/powerpc-linux-gnu)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+# 32-bit big-endian PowerPC
+set(processor powerpc)
+set(triple powerpc-linux-gnu)
+set(emulator qemu-ppc)
+include("${CMAKE_CURRENT_LIST_DIR}/debian_cross.cmake")
