@@ -84,7 +84,6 @@ bool control_t::initialise(bool /*full*/) {
         return false;
     }
     fans_and_lamps_ = fpga_base() + regs::fan_and_lamp_block;
-    shared_status_ = shared_area_c() + regs::shared_status;
     shared_temperature_ = shared_area_c() + regs::shared_temperature;
     return true;
 }

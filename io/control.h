@@ -1,6 +1,5 @@
 #pragma once
 
-#include "io/register_field.h"
 #include "io/spi.h"
 #include "io/system.h"
 
@@ -80,16 +79,11 @@ class control_t : public system_t {
     [[nodiscard]] bool enabled() const { return enabled_; }
     void set_enabled(bool enabled) { enabled_ = enabled; }
 
-  protected:
-    /// Three status words in the shared region; null until initialised.
-    [[nodiscard]] std::byte* shared_status() const { return shared_status_; }
-
   private:
     [[nodiscard]] bool initialise_gpio();
     bool read_sensor(float& celsius);
 
     std::byte* fans_and_lamps_ = nullptr;
-    std::byte* shared_status_ = nullptr;
     std::byte* shared_temperature_ = nullptr;
     bool enabled_ = false;
     float fan_control_ = -1.0F;  ///< smoothed input of the fan drive, -1..1

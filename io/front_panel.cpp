@@ -76,7 +76,6 @@ bool front_panel_t::initialise(bool reset) {
         return false;
     }
     zel::console_line_t{} << "front panel revision: " << revision;
-    is_initialised_ = true;
     return true;
 }
 

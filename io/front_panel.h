@@ -29,7 +29,6 @@ class front_panel_t : public system_t, public front_panel_screens_t {
 
     /// @param reset  resets panel and LCD as well; blocks for about 200 ms.
     [[nodiscard]] bool initialise(bool reset);
-    [[nodiscard]] bool is_initialised() const { return is_initialised_; }
     /// Pulls the LCD's reset line for 1 ms, turns the backlight off, starts the LCD controller and selects
     /// the text font.
     bool reset_lcd();
@@ -68,7 +67,6 @@ class front_panel_t : public system_t, public front_panel_screens_t {
     std::byte* shared_ = nullptr;  ///< area C of the I/O shared region
     int revision_ = unread_revision;
     std::uint32_t last_pressed_ = 0;
-    bool is_initialised_ = false;
     spi_t spi_;
 };
 

@@ -23,9 +23,6 @@ inline constexpr std::size_t spi = 0xC0100;
 
 /// Five words per slot, for one slot more than there are card slots: the unit itself.
 inline constexpr std::size_t slot_channel_states = 0x5950;
-/// Two words that belong to the panel and that nothing here uses.
-inline constexpr std::size_t word_a = 0x59A4;
-inline constexpr std::size_t word_b = 0x59A8;
 /// One word per button.
 inline constexpr std::size_t button_releases = 0x59AC;
 inline constexpr std::size_t button_presses = 0x59B8;
