@@ -84,7 +84,6 @@ bool control_t::initialise(bool /*full*/) {
         return false;
     }
     fans_and_lamps_ = fpga_base() + regs::fan_and_lamp_block;
-    shared_status_ = shared_area_c() + regs::shared_status;
     shared_temperature_ = shared_area_c() + regs::shared_temperature;
     return true;
 }
@@ -238,7 +237,6 @@ bool control_t::read_sensor(float& celsius) {
     const auto reading = static_cast<std::int16_t>(spi_.receive[0]);
     constexpr std::uint16_t always_set = 3;
     if ((spi_.receive[0] & always_set) != always_set) {
-        // Platform 7 is also built without the sensor.
         return platform_id() == 7;
     }
     celsius = static_cast<float>(reading >> 2) * 0.03125F;

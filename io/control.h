@@ -1,6 +1,5 @@
 #pragma once
 
-#include "io/register_field.h"
 #include "io/spi.h"
 #include "io/system.h"
 
@@ -33,6 +32,8 @@ class control_t : public system_t {
     /// Finds the register blocks; on platforms 12 and 17, which have none, exports the GPIO line of the
     /// status input anew. Touches no register.
     /// @param full  for derived controllers; means nothing here.
+    /// @return false while `ready` says no, with a line on standard output; on platforms 12 and 17 when a
+    ///         GPIO file cannot be opened, with a line in the log "drv_io".
     [[nodiscard]] bool initialise(bool full);
 
     /// @param percent  0..100
@@ -41,7 +42,7 @@ class control_t : public system_t {
     bool set_alert_frequency(std::uint32_t hz);
     bool set_alert_enable(bool on);
 
-    /// Lamps of platform 8: a logarithmic scale.
+    /// Lamps of platform 8: brightness grows exponentially with the percentage.
     /// @param lamp     0 or 1
     /// @param percent  10..100
     bool set_lamp_brightness(int lamp, double percent);
@@ -50,12 +51,14 @@ class control_t : public system_t {
     /// @param rpm  revolutions per minute; 0 when the fan stands still or the platform has none
     bool get_fan_speed(int fan, std::uint32_t& rpm);
     /// One step of the fan control. Call it at even intervals: the drive follows the temperature smoothly.
-    /// Platforms 7, 8 and 13 run their fans at a fixed drive whatever the temperature.
+    /// Platforms 7, 8 and 13 run their fans at a fixed drive whatever the temperature. Where the temperature
+    /// counts (platforms 2 and 6), one that is not a number is refused quietly and changes nothing.
     bool set_fan_drive(double celsius);
 
     /// The unit's temperature, from the sensor of the controller block or of the processor. Blocks for one
     /// SPI transfer.
-    /// @param celsius  left as it was on a platform without sensor
+    /// @param celsius  left as it was on a platform without sensor, and on platform 7 when the sensor's
+    ///                 answer is no reading: both succeed
     /// @param cached   takes the last reading from the shared region instead of asking the sensor
     bool get_temperature(float& celsius, bool cached = false);
 
@@ -80,16 +83,11 @@ class control_t : public system_t {
     [[nodiscard]] bool enabled() const { return enabled_; }
     void set_enabled(bool enabled) { enabled_ = enabled; }
 
-  protected:
-    /// Three status words in the shared region; null until initialised.
-    [[nodiscard]] std::byte* shared_status() const { return shared_status_; }
-
   private:
     [[nodiscard]] bool initialise_gpio();
     bool read_sensor(float& celsius);
 
     std::byte* fans_and_lamps_ = nullptr;
-    std::byte* shared_status_ = nullptr;
     std::byte* shared_temperature_ = nullptr;
     bool enabled_ = false;
     float fan_control_ = -1.0F;  ///< smoothed input of the fan drive, -1..1

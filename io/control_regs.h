@@ -68,7 +68,6 @@ inline constexpr std::size_t controller_block = 0x14'0000;
 
 // I/O shared region, from the start of area C.
 
-inline constexpr std::size_t shared_status = 0x59C4;       // three words
 inline constexpr std::size_t shared_temperature = 0x5A38;  // degrees Celsius, 32-bit IEEE float
 
 }  // namespace io::control_regs

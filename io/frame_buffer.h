@@ -3,6 +3,7 @@
 #include "io/font.h"
 #include "io/pixel_rect.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -45,8 +46,9 @@ class frame_buffer_t {
     /// Moves the content of an area up; what comes in at the bottom stays as it was.
     void scroll_up(const pixel_rect_t& area, int lines);
 
+    /// @param y  0..63; one outside gives the nearest line.
     [[nodiscard]] std::span<const std::uint16_t, words_per_line> line(int y) const {
-        return lines_[static_cast<std::size_t>(y)];
+        return lines_[static_cast<std::size_t>(std::clamp(y, 0, height - 1))];
     }
 
     [[nodiscard]] const pixel_rect_t& dirty() const { return dirty_; }

@@ -22,7 +22,7 @@ namespace {
 constexpr std::uint32_t panel_bit_rate = 10'000'000;
 constexpr std::uint32_t lcd_bit_rate = 30'000'000;
 constexpr std::uint16_t status_request = 0xC000;
-constexpr std::uint32_t large_base_unit = 7;  ///< platform id; this one's LEDs are not on the panel
+constexpr std::uint32_t large_base_unit = 7;  ///< platform id; no LED image is made on this one
 
 template <typename value_t>
 bool refuse(const char* reason, value_t value) {
@@ -35,8 +35,8 @@ bool refuse(const char* reason) {
     return false;
 }
 
-// What an LCD transfer has on the wire besides its bytes, in transmit words: strobes of the LCD's own bus
-// and, with them, whether the byte is data.
+// What an LCD transfer has on the wire besides its bytes, in transmit words. The same every time but for
+// `data_byte`, which tells data from a command.
 constexpr unsigned byte_frame = 0x8004;
 constexpr unsigned data_byte = 0x0020;
 constexpr unsigned second_byte_frame = 0x4012;
@@ -76,7 +76,6 @@ bool front_panel_t::initialise(bool reset) {
         return false;
     }
     zel::console_line_t{} << "front panel revision: " << revision;
-    is_initialised_ = true;
     return true;
 }
 
@@ -110,7 +109,7 @@ bool front_panel_t::read_revision(int& revision) {
     int read = -1;
     if (regs::revision_present.get(status) != 0) {
         const auto code = regs::revision_code.get(status);
-        read = code == regs::revision_code.mask() >> regs::revision_code.low ? 0 : static_cast<int>(code);
+        read = code == regs::other_code_of_revision_0 ? 0 : static_cast<int>(code);
     }
     revision_ = std::clamp(read, -1, 1);
     revision = revision_;

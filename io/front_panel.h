@@ -29,7 +29,6 @@ class front_panel_t : public system_t, public front_panel_screens_t {
 
     /// @param reset  resets panel and LCD as well; blocks for about 200 ms.
     [[nodiscard]] bool initialise(bool reset);
-    [[nodiscard]] bool is_initialised() const { return is_initialised_; }
     /// Pulls the LCD's reset line for 1 ms, turns the backlight off, starts the LCD controller and selects
     /// the text font.
     bool reset_lcd();
@@ -41,15 +40,23 @@ class front_panel_t : public system_t, public front_panel_screens_t {
     /// Reads the buttons and counts in the shared region what was pressed and released since the last time.
     /// @param pressed  bit i is set while button i is pressed.
     bool poll_buttons(std::uint32_t& pressed);
+
+    // Counters in the shared region.
+    /// @param button  0..2.
     bool get_press_count(unsigned button, std::uint32_t& count) const;
     bool set_press_count(unsigned button, std::uint32_t count);
     bool get_release_count(unsigned button, std::uint32_t& count) const;
     bool set_release_count(unsigned button, std::uint32_t count);
 
+    /// Writes one entry of the slot states in the shared region. On a unit with eight slots (platform 7) the
+    /// table is longer than its room: entries from slot 4, channel 1 on overwrite the button counters, the
+    /// controller status and the announced platform id and slot count (docs/hardware.md).
     /// @param slot     0..slot count; the last one is the unit itself and has channel 0 alone.
     /// @param channel  0..4.
+    /// @param state    any value; stored as it is, for whoever reads the region.
     bool set_slot_channel_state(int slot, int channel, std::uint32_t state);
 
+    /// Platform 7 does not look at the states and repeats the panel's last SPI transfer, whichever it was.
     /// @param states  0 off, 1 first colour, 2 both, 3 second colour.
     bool set_leds(std::span<const int, panel_led_count> states);
     bool set_all_leds(int state);
@@ -68,7 +75,6 @@ class front_panel_t : public system_t, public front_panel_screens_t {
     std::byte* shared_ = nullptr;  ///< area C of the I/O shared region
     int revision_ = unread_revision;
     std::uint32_t last_pressed_ = 0;
-    bool is_initialised_ = false;
     spi_t spi_;
 };
 

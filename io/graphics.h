@@ -18,9 +18,11 @@ namespace io {
 /// paper, 0xFFFF ink, any other value a fill pattern (io/frame_buffer.h). Every primitive flushes what it
 /// changed to the glass by itself unless an update is held.
 ///
-/// A flush ends at the first failed bus transfer. What it should have sent stays due and goes out with the
-/// next flush, so that the glass is whole again once the bus is. Drawing never allocates memory. Not for use
-/// from two threads.
+/// A flush blocks for its bus transfers, up to 11 and one for every word of three pixels, and ends at the
+/// first that fails, which costs 100 000 looks at the controller at most (io/lcd_bus.h). What it should have
+/// sent stays due and goes out with the next flush, so that the glass is whole again once the bus is.
+/// Primitives report no such failure; while an update is held they do not block. Drawing never allocates
+/// memory. Not for use from two threads.
 class graphics_t {
   public:
     static constexpr int width = frame_buffer_t::width;
@@ -51,11 +53,13 @@ class graphics_t {
     /// puts the cursor at its first line and the pen in its upper left corner.
     void set_viewport(int left, int top, int right, int bottom);
 
-    /// Two opposite corners, in any order.
+    /// From one corner to the opposite one, in any order.
     void fill_rect(int x0, int y0, int x1, int y1, std::uint16_t colour);
+    /// Puts the pen down at a point; draws nothing.
     void move_to(int x, int y);
     /// Draws in ink from the pen to a point, both included, and moves the pen there.
     void line_to(int x, int y);
+    /// Four lines, each with a flush of its own; leaves the pen at the first corner.
     void rect_outline(int x0, int y0, int x1, int y1);
 
     /// Makes a font current; null selects the 8 x 8 default font. A cursor above the first line that the font

@@ -52,7 +52,9 @@ inline constexpr std::size_t ihex_line_limit = 767;
 
 /// Writes one line ended by CR LF, with a computed checksum. 256 bytes are written with the three-digit count
 /// "100", which no reader takes back.
-/// @return invalid_record for a length outside 0..256, with nothing written.
+/// @return invalid_arguments without a stream and invalid_record for a length outside 0..256, with nothing
+///         written; file_error when the stream refuses, with part of the line written perhaps. What a
+///         buffered stream cannot get rid of may show only in fflush or fclose.
 [[nodiscard]] ihex_result_e write_record(const ihex_record& record, std::FILE* stream);
 
 /// Shows a record on standard output, for debugging.

@@ -27,7 +27,9 @@ inline constexpr std::uint8_t bank_0_paged_ram = 0x80;  // RAM accesses go to th
 inline constexpr auto select_bank_0 = frames(write_register(register_e::cpu_f, bank_0));
 inline constexpr auto select_bank_1 = frames(write_register(register_e::cpu_f, bank_1));
 
-// TSYNC, the clock that keeps the controller in step with SCLK: on while RAM is accessed, off otherwise.
+// TSYNC, the clock that keeps the controller in step with SCLK: on while parameters are written, results read
+// and a block is loaded; off while a call runs, and while a block is read back from RAM, which works without
+// it.
 inline constexpr std::uint8_t synchronised = 0x04;    // CPU_SCR1
 inline constexpr std::uint8_t external_clock = 0x04;  // OSC_CR2
 inline constexpr auto full_speed = write_register(register_e::osc_cr0, 0x03);

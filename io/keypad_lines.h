@@ -14,7 +14,7 @@ class keypad_line_outputs_t {
     void set_register(std::byte* address) { register_ = address; }
 
     /// Makes all outputs 0.
-    void clear() { write(0); }
+    void clear_all() { write(0); }
     /// Changes fields in the shadow; one register write each.
     void set(field_t field) { write(shadow_ | field.mask()); }
     void clear(field_t field) { write(shadow_ & ~field.mask()); }
@@ -37,7 +37,7 @@ class keypad_lines_t {
     void set_register(std::byte* address);
 
     /// Everything released, programming off.
-    void clear() { outputs_.clear(); }
+    void clear() { outputs_.clear_all(); }
     /// Connects the lines with the controller's pins.
     void programming_on();
     void programming_off();

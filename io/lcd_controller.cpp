@@ -49,7 +49,7 @@ constexpr std::array set_up_glass{
     command(0x20, {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}),
     command(0x21, {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}),
     command(0x32, {0x01, 0x00, 0x05}),  // oscillator 17.3 kHz, booster 3 kHz, bias 1/9
-    command(0x34),                      // take these over
+    command(0x34),                      // software initial: leaves what is set above
     command(0x30),
     command(0x07, {0x19}),  // makes the trim memory answer
     command(0x31),

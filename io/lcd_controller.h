@@ -16,7 +16,12 @@ class lcd_controller_t {
     /// Blocks for about 200 ms.
     [[nodiscard]] bool start(frame_buffer_t& frame);
 
-    /// Sends the part of the frame buffer inside `area`, in whole words of three pixels, line by line.
+    /// Sends the part of the frame buffer inside `area`, in whole words of three pixels, line by line. Blocks
+    /// for up to 11 transfers that set the window and one per word, 5120 for the whole screen (about 6 ms on
+    /// the wire); the first that fails, after 100 000 looks at the controller, ends it. What lies outside the
+    /// screen is left out.
+    /// @return false when a transfer failed; part of the area may have arrived. True when there was nothing
+    ///         to send.
     [[nodiscard]] bool send(const frame_buffer_t& frame, const pixel_rect_t& area);
 
   private:

@@ -4,7 +4,6 @@
 #include "platform/system_path.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace io {
 
@@ -15,11 +14,5 @@ lite_io_t& lite_io_t::instance() {
 
 lite_io_t::lite_io_t()
     : descriptor_{::open(zel::system_path(zel::paths::lite_io).c_str(), O_RDWR | O_CLOEXEC)} {}
-
-lite_io_t::~lite_io_t() {
-    if (present()) {
-        ::close(descriptor_);
-    }
-}
 
 }  // namespace io

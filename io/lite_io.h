@@ -10,7 +10,6 @@ class lite_io_t {
 
     lite_io_t(const lite_io_t&) = delete;
     lite_io_t& operator=(const lite_io_t&) = delete;
-    ~lite_io_t();
 
     /// True when the device could be opened.
     [[nodiscard]] bool present() const { return descriptor_ >= 0; }

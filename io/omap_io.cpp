@@ -5,7 +5,6 @@
 #include "platform/system_path.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace io {
 
@@ -24,15 +23,6 @@ omap_io_t::omap_io_t()
     : descriptor_{::open(zel::system_path(zel::paths::first_generation_io).c_str(), O_RDWR | O_CLOEXEC)} {
     if (present()) {
         mapping_ = mmio::map(descriptor_, mapped_length, 0);
-    }
-}
-
-omap_io_t::~omap_io_t() {
-    if (mapping_ != nullptr) {
-        mmio::unmap(mapping_, mapped_length);
-    }
-    if (present()) {
-        ::close(descriptor_);
     }
 }
 

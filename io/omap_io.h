@@ -12,7 +12,6 @@ class omap_io_t {
 
     omap_io_t(const omap_io_t&) = delete;
     omap_io_t& operator=(const omap_io_t&) = delete;
-    ~omap_io_t();
 
     /// True when the device could be opened, whether or not it could be mapped.
     [[nodiscard]] bool present() const { return descriptor_ >= 0; }
@@ -21,7 +20,7 @@ class omap_io_t {
     omap_io_t();
 
     int descriptor_ = -1;
-    std::byte* mapping_ = nullptr;
+    std::byte* mapping_ = nullptr;  ///< stays until the process ends
 };
 
 }  // namespace io

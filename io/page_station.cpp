@@ -53,7 +53,7 @@ std::uint8_t received(const spi_t& spi, std::size_t byte) {
     return static_cast<std::uint8_t>(spi.receive.at(byte / 2) >> (byte % 2 == 0 ? 8 : 0));
 }
 
-/// Top line of a row. However far above the screen a row lies, it shows the same of itself: nothing.
+/// Top line of a row. What lies above the screen is drawn on the screen's first line, from however far.
 int top_of(int row) {
     constexpr int far_above = -100;
     return std::max(row, far_above) * row_height;

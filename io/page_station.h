@@ -21,11 +21,11 @@ class page_station_t : public control_t {
   public:
     static constexpr int led_count = 33;
 
-    /// Brings the page station up.
+    /// Brings the page station up. Blocks for about 0.2 s the first time, for the LCD's start.
     /// @param full  also resets the keypad controller, checks and if need be programs its firmware, three
-    ///              attempts at most. Blocks: about 0.2 s for the LCD's start, up to 0.2 s more for
-    ///              each attempt that nobody answers, seconds when it programs. A controller that could
-    ///              not be updated leaves the unit without keys, which is no failure.
+    ///              attempts at most. Blocks: 10 ms for the reset and what each attempt takes: 0.2 s at most
+    ///              when nobody answers, 27 s at most when it programs (io/keypad_update.h). A controller
+    ///              that could not be updated leaves the unit without keys, which is no failure.
     /// @return false when this is no page station or the FPGA is not mapped. An LCD that does not start
     ///         is no failure either: it stays dark.
     [[nodiscard]] bool init(bool full);
@@ -57,9 +57,13 @@ class page_station_t : public control_t {
     /// Hands the LED image over to the keypad controller; one SPI transfer.
     bool send_leds();
 
-    /// @param row   0..2
-    /// @param text  UTF-8
+    /// @param row      0..2. A negative one is not refused; it falls on the screen's first line.
+    /// @param text     UTF-8
+    /// @param centred  by the widest line; a text wider than the screen starts at its negative position
+    ///                 modulo 256 (-32 is 224) and goes on below.
+    /// @return false, with nothing drawn, for a row above 2.
     bool draw_text(int row, std::string_view text, bool centred);
+    /// Row and result as above.
     /// @param percent  0..100
     bool draw_progress(int row, int percent);
 

@@ -11,7 +11,7 @@ namespace io::page_station_regs {
 inline constexpr std::size_t block_offset = 0x20'0000;  ///< of the block in the FPGA
 
 inline constexpr std::size_t control = 0x000;         ///< read and write
-inline constexpr std::size_t status = 0x100;          ///< read
+inline constexpr std::size_t status = 0x100;          ///< read; written 0 when the station is brought up
 inline constexpr std::size_t input = 0x200;           ///< read
 inline constexpr std::size_t keypad_lines = 0x300;    ///< outputs write-only, see below
 inline constexpr std::size_t spi_controller = 0x400;  ///< a block of its own, leads to the keypad controller

@@ -17,8 +17,8 @@ enum class flow_control_e : int { none = 0, software = 1, hardware = 2 };
 /// Changes terminal attributes to a raw line with the given settings; what `serial_port::configure` writes.
 ///
 /// `stop_bits_e::two` masks all control bits but CSTOPB: speed bits, CREAD, CLOCAL and parity go, and CSTOPB
-/// is there afterwards only if it was before. Data size and flow control are set after that and remain. Units
-/// in the field are set up with this, and it stays so. A parity beyond the named ones leaves parity as it is.
+/// is there afterwards only if it was before. Data size and flow control are set after that and remain. The
+/// serial panel, the one user, has one stop bit. A parity beyond the named ones leaves parity as it is.
 /// Throws serial_port_exception with "unknown stop bit size option", "unknown data bit size option" or
 /// "unknown flow control option", checked in this order; `attributes` are half changed then.
 /// @param speed  a termios speed constant such as B115200.
@@ -84,7 +84,8 @@ class serial_port {
     /// Throws "set attribute".
     void send_break(int duration) const;
 
-    /// Writes all bytes or throws "write error".
+    /// Writes all bytes or throws "write error". A write that was cut short throws it with whatever errno
+    /// held before: to the system it is no error.
     /// @param length  bytes; negative for a text up to its NUL.
     /// @return bytes written.
     std::size_t write(const void* buffer, std::ptrdiff_t length) const;

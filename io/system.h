@@ -7,11 +7,16 @@ namespace io {
 
 /// The hardware root: finds out on which platform the process runs, maps the FPGA's registers and the I/O
 /// shared region, and settles platform id and slot count. Every driver derives from it; all of its state is
-/// static, so an object is the size of a pointer and every construction after the first only counts a
-/// reference. Not for concurrent construction.
+/// static, so an object is the size of a pointer. Not for concurrent construction.
 ///
-/// The constructor never throws for hardware trouble: failures are logged to "drv_io" and leave the pointers
-/// null, which `ready` tells.
+/// Every construction goes through the detection again. Where that leads to the device, it counts a reference
+/// and opens the device unless it is open: after a failed open the next construction tries again, after a
+/// failed mapping it does not.
+///
+/// Construction blocks for up to 1000 ms each time it asks the property engine for "/sys/config/platform": on
+/// first-generation units, and on all that are neither emulated nor studio nor lite units. An engine that is
+/// gone costs nothing. The constructor never throws for hardware trouble: failures are logged to "drv_io" and
+/// leave the pointers null, which `ready` tells.
 class system_t {
   public:
     system_t();

@@ -18,6 +18,9 @@ namespace zel {
 ///
 /// `run` occupies the calling thread and calls the three operations on it; `send`, `send_wait` and `cleanup`
 /// belong to that thread. Logs to "lin_ipc".
+///
+/// A client that cannot be accepted for want of descriptors or memory stays in the queue, and the listener is
+/// left out of one cycle: nobody is accepted until the next event of a client, or for a second.
 class ipc_server_t {
   public:
     /// @param path  the socket file as the unit knows it. No socket is made yet.

@@ -92,7 +92,10 @@ TEST_F(page_station, bars_and_texts_take_a_row_of_21_lines_each) {
     EXPECT_TRUE(station_.draw_text(0, "HH", true));
     EXPECT_TRUE(shows("desk_texts.txt"));
     EXPECT_FALSE(station_.draw_progress(3, 50) || station_.draw_text(3, "no such row", false));
-    EXPECT_TRUE(station_.draw_text(std::numeric_limits<int>::min(), "", false));
+    const auto below_line_0 = [&glass] { return sim::text_picture(sim::picture_of(glass)).substr(241); };
+    const auto before = below_line_0();
+    EXPECT_TRUE(station_.draw_text(std::numeric_limits<int>::min(), "above", false));
+    EXPECT_EQ(below_line_0(), before);
     // 304 pixels wide: the position -32 is taken as 224, and the text goes on below.
     EXPECT_TRUE(station_.draw_text(0, std::string(38, 'M'), true));
     EXPECT_TRUE(shows("desk_wide_text.txt"));
