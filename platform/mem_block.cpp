@@ -58,7 +58,7 @@ void mem_block::assign(const void* source, std::uint32_t size) {
                      std::min<std::size_t>(size, static_cast<std::size_t>(data_ + capacity_ - from)));
     }
     resize(size);
-    if (size != 0 && !own) {
+    if (data_ != nullptr && source != nullptr && !own) {
         std::memcpy(data_, source, size);
     }
 }

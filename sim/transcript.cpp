@@ -27,8 +27,6 @@
 
 namespace {
 
-using sim::bus_access_t;
-
 struct moment_t {
     const char* state;
     const char* state_name;
