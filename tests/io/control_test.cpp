@@ -62,8 +62,8 @@ std::string everything_done_to(const char* kind) {
     for (const auto percent : {0U, 1U, 50U, 100U, 101U}) {
         tell("alert duty cycle", [&] { return driver.set_alert_duty_cycle(percent); });
     }
-    for (const auto& [lamp, percent] : {std::pair{0, 10.0}, {1, 50.0}, {1, 100.0}, {2, 50.0}, {0, 9.5}}) {
-        tell("lamp", [&] { return driver.set_lamp_brightness(lamp, percent); });
+    for (const auto& lamp : {std::pair{0, 10.0}, {1, 50.0}, {1, 100.0}, {2, 50.0}, {0, 9.5}}) {
+        tell("lamp", [&] { return driver.set_lamp_brightness(lamp.first, lamp.second); });
     }
     for (const int fan : {0, 1, 2}) {
         tell_number("fan speed", [&](std::uint32_t& rpm) { return driver.get_fan_speed(fan, rpm); });
