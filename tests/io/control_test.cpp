@@ -27,32 +27,13 @@ std::string everything_done_to(const char* kind) {
     on.outside.input_lines = 0b10110;
     on.outside.status_input = true;
     on.outside.fan_rpm[0] = 0;
-    std::string report = std::string{"== "} + kind + '\n';
-    const auto tell = [&report](const char* what, const auto& call) {
-        bool done = false;
-        sim::fpga()->record(true);
-        const auto said = tests::console_of([&] { done = call(); });
-        report += std::string{what} + (done ? "\n" : ": refused\n") + said;
-        for (const auto& [kind_of_access, offset, value] : sim::fpga()->recorded()) {
-            char line[64];
-            const bool reads = kind_of_access == sim::bus_access_t::kind_e::read32;
-            std::snprintf(line, sizeof line, "  %s %06x %08x\n", reads ? "read " : "write", offset, value);
-            report += line;
-        }
-        sim::fpga()->forget_recorded();
-    };
+    tests::listing_t listing{kind};
+    const auto tell = [&](const char* what, const auto& call) { listing.tell(what, call); };
     const auto tell_number = [&](const char* what, const auto& read) {
-        std::uint32_t number = 99;
-        tell(what, [&] { return read(number); });
-        report += "  gives " + std::to_string(number) + '\n';
+        listing.tell_value(what, std::uint32_t{99}, read);
     };
     const auto tell_state = [&](const char* what, bool (io::control_t::*read)(bool&)) {
-        tell_number(what, [&](std::uint32_t& number) {
-            bool state = number == 0;
-            const bool done = (driver.*read)(state);
-            number = state ? 1 : 0;
-            return done;
-        });
+        listing.tell_value(what, false, [&](bool& state) { return (driver.*read)(state); });
     };
     tell("alert on", [&] { return driver.set_alert_enable(true); });
     for (const auto hz : {1U, 2U, 1000U, 16'274U, 16'275U, 4'000'000'000U}) {
@@ -85,7 +66,7 @@ std::string everything_done_to(const char* kind) {
     tell_state("status input", &io::control_t::get_status_input);
     tell_state("GPIO status", &io::control_t::get_gpio_status);
     tell_state("GPIO line", &io::control_t::get_gpio_line);
-    return report;
+    return listing.text();
 }
 
 TEST(control, operations_are_the_register_accesses_that_were_approved) {

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
 
 namespace tests {
@@ -38,5 +39,38 @@ template <typename call_t>
 std::string refusal_of(const call_t& call) {
     return console_of([&call] { EXPECT_FALSE(call()); });
 }
+
+/// Tells of calls, one after the other, whether they succeed, what they say, and what they write and read on
+/// the FPGA's bus.
+class listing_t {
+  public:
+    explicit listing_t(const std::string& title) : text_{"== " + title + '\n'} {}
+
+    template <typename call_t>
+    void tell(const std::string& what, const call_t& call) {
+        bool done = false;
+        sim::fpga()->record(true);
+        const auto said = console_of([&] { done = call(); });
+        sim::fpga()->record(false);
+        text_ += what + (done ? "\n" : ": refused\n") + said;
+        for (const auto& [kind, offset, value] : sim::fpga()->recorded()) {
+            char line[64];
+            const bool reads = kind == sim::bus_access_t::kind_e::read32;
+            std::snprintf(line, sizeof line, "  %s %06x %08x\n", reads ? "read " : "write", offset, value);
+            text_ += line;
+        }
+        sim::fpga()->forget_recorded();
+    }
+    /// A call that gives something, too.
+    template <typename value_t, typename read_t>
+    void tell_value(const std::string& what, value_t before, const read_t& read) {
+        tell(what, [&] { return read(before); });
+        text_ += "  gives " + std::to_string(before) + '\n';
+    }
+    [[nodiscard]] const std::string& text() const { return text_; }
+
+  private:
+    std::string text_;
+};
 
 }  // namespace tests

@@ -40,6 +40,25 @@ TEST_F(page_station, bring_up_dims_the_screen_starts_the_keypad_and_releases_its
     EXPECT_EQ(io::keypad_lines().line_shadow() & 0x0201u, 0u);
 }
 
+TEST_F(page_station, its_lines_are_the_register_accesses_that_were_approved) {
+    tests::listing_t listing{"page station"};
+    for (const int value : {127, -128, 128}) {
+        listing.tell("backlight", [&] { return station_.set_backlight(value); });
+    }
+    for (const auto set : {&io::page_station_t::set_output_bit0, &io::page_station_t::set_output_bit1,
+                           &io::page_station_t::set_output_bit2, &io::page_station_t::set_output_bit14}) {
+        listing.tell("output on", [&] { return (station_.*set)(true); });
+    }
+    listing.tell("LED 33", [&] { return station_.set_led_a(33, true, false); });
+    for (const auto read : {&io::page_station_t::get_revision, &io::page_station_t::read_input}) {
+        listing.tell_value("word", 99U, [&](std::uint32_t& word) { return (station_.*read)(word); });
+    }
+    for (const auto read : {&io::page_station_t::read_input_bit3, &io::page_station_t::read_input_bit4}) {
+        listing.tell_value("input", false, [&](bool& level) { return (station_.*read)(level); });
+    }
+    EXPECT_EQ(listing.text(), tests::golden_text("page_station.txt", listing.text()));
+}
+
 TEST_F(page_station, key_events_are_taken_one_by_one_and_an_answer_that_is_none_is_refused) {
     auto& face = state_.face;
     EXPECT_EQ(next_key(), "99 down") << "nothing waits: left as it was";
