@@ -163,6 +163,15 @@ int daemon_process_t::open_descriptors() const {
     return static_cast<int>(std::distance(begin(all), end(all)));
 }
 
+int daemon_process_t::lasting_descriptors() const {
+    int fewest = open_descriptors();
+    for (int look = 0; look < 10; ++look) {
+        std::this_thread::sleep_for(3ms);
+        fewest = std::min(fewest, open_descriptors());
+    }
+    return fewest;
+}
+
 long daemon_process_t::resident_bytes() const {
     std::ifstream file{proc(pid_, "statm")};
     long pages = 0;

@@ -39,6 +39,8 @@ class daemon_process_t {
     /// Its processor time so far, open descriptors, and resident memory in bytes.
     [[nodiscard]] std::chrono::milliseconds cpu_time() const;
     [[nodiscard]] int open_descriptors() const;
+    /// Descriptors that stay open: the fewest of several looks, as a pass holds the status file for a moment.
+    [[nodiscard]] int lasting_descriptors() const;
     [[nodiscard]] long resident_bytes() const;
 
   private:

@@ -106,14 +106,8 @@ class soak_t {
         ++plays_;
     }
 
-    // A pass has the status file open for a moment; of several looks the lowest is what the daemon keeps.
     void measure() {
-        int descriptors = unit_->daemon().open_descriptors();
-        for (int look = 0; look < 10; ++look) {
-            std::this_thread::sleep_for(3ms);
-            descriptors = std::min(descriptors, unit_->daemon().open_descriptors());
-        }
-        descriptors_.take(descriptors);
+        descriptors_.take(unit_->daemon().lasting_descriptors());
         resident_kb_.take(unit_->daemon().resident_bytes() / 1024);
     }
 
