@@ -1,6 +1,7 @@
 #include "sim/scenario.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <filesystem>
@@ -160,6 +161,12 @@ std::vector<std::string> scenario_t::values_of(std::string_view property) const 
         }
     }
     return values;
+}
+
+std::string shown_state(std::string_view word) {
+    constexpr std::array<std::string_view, 5> known{"initializing", "fw_write", "fpga_write", "complete",
+                                                    "error"};
+    return std::string{std::ranges::find(known, word) != known.end() ? word : "idle"};
 }
 
 scenario_t parse_scenario(std::string name, std::string_view text) {

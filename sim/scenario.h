@@ -38,6 +38,10 @@ struct scenario_t {
     [[nodiscard]] std::vector<std::string> values_of(std::string_view property) const;
 };
 
+/// The state that the daemon shows for a word that an updater publishes: the word itself, or "idle" when it
+/// knows no such state.
+[[nodiscard]] std::string shown_state(std::string_view word);
+
 /// Reads a scenario's text. Throws std::runtime_error ("name:line: what is wrong").
 [[nodiscard]] scenario_t parse_scenario(std::string name, std::string_view text);
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 #include <thread>
+#include <tuple>
 
 namespace sim {
 
@@ -28,6 +29,10 @@ void carry_out(const scenario_event_t& event, unit_t& unit) {
     }
 }
 
+bool sets_state(const scenario_event_t& event) {
+    return event.kind == scenario_event_t::kind_e::set_property && event.name == "/sys/fw_status/state";
+}
+
 }  // namespace
 
 void play(const scenario_t& scenario, double speed, unit_t& unit, const scenario_watch_t& watch) {
@@ -36,15 +41,26 @@ void play(const scenario_t& scenario, double speed, unit_t& unit, const scenario
     const auto elapsed = [&] {
         return std::chrono::duration_cast<milliseconds>((std::chrono::steady_clock::now() - start) * speed);
     };
+    std::string state;  // that the daemon is to show; none at first
+    const auto wait_for_state = [&] {
+        std::ignore = wait_until([&] {
+            return !watch.daemon_shows_states || state.empty() || unit.status().element("state") == state;
+        });
+    };
     for (const auto& event : scenario.events) {
         for (auto now = elapsed(); now < event.at; now = elapsed()) {
             watch.meanwhile(now);
             std::this_thread::sleep_for(
                 std::min<std::chrono::duration<double>>(5ms, (event.at - now) / speed));
         }
+        if (sets_state(event)) {
+            wait_for_state();
+            state = shown_state(event.value);
+        }
         watch.before(event);
         carry_out(event, unit);
     }
+    wait_for_state();
     watch.meanwhile(elapsed());
 }
 

@@ -14,6 +14,9 @@ struct scenario_watch_t {
     std::function<void(std::chrono::milliseconds now)> meanwhile = [](auto) {};
     /// Called before an event happens.
     std::function<void(const scenario_event_t& event)> before = [](const auto&) {};
+    /// Whether the daemon hears of states and shows them in its file. Then a state is left only after it was
+    /// shown, also on a machine so busy that this takes longer than the scenario has it.
+    bool daemon_shows_states = true;
 };
 
 /// Lets everything that a scenario holds happen to a unit, and returns at its end.

@@ -214,6 +214,14 @@ class picture_book_t {
     int count_ = 0;
 };
 
+sim::works_t works_throughout(const std::vector<const sim::fault_t*>& faults) {
+    sim::works_t works;
+    for (const auto* const fault : faults) {
+        works = works && fault->works_meanwhile && fault->works_after;
+    }
+    return works;
+}
+
 /// Lets faults begin and end: they last for the middle third of a scenario.
 class troubles_t {
   public:
@@ -255,6 +263,8 @@ void play(const sim::scenario_t& scenario, const options_t& options, sim::unit_t
     milliseconds next_frame{};
     troubles_t troubles{options.faults, unit, scenario.events.back().at};
     sim::scenario_watch_t watch;
+    const auto works = works_throughout(options.faults);
+    watch.daemon_shows_states = works.news && works.file;
     watch.meanwhile = [&](milliseconds now) {
         if (now >= next_frame) {
             viewer.show(now);
@@ -330,12 +340,10 @@ int serve(const options_t& options) {
 int simulate(const options_t& options) {
     const auto scenario = sim::load_scenario(options.scenario);
     auto builder = sim::unit_builder_t{options.unit};
-    sim::works_t works;
     for (const auto* const fault : options.faults) {
         if (fault->arrange != nullptr) {
             fault->arrange(builder);
         }
-        works = works && fault->works_meanwhile && fault->works_after;
     }
     const auto unit = builder.start();
     const auto display = sim::make_display_view(*unit);
@@ -356,7 +364,7 @@ int simulate(const options_t& options) {
         }
     }
     pictures.take("end");
-    const int status = report(sim::judge(*unit, display.get(), scenario, works));
+    const int status = report(sim::judge(*unit, display.get(), scenario, works_throughout(options.faults)));
     if (options.log) {
         std::cout << "\n" << unit->log() << std::flush;
     }

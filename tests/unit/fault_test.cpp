@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <iterator>
 #include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -129,6 +131,8 @@ TEST_P(service_pass, reports_what_it_can_while_a_system_call_fails) {
     ASSERT_EQ(unit->start_daemon(under_strace(*unit, how)), 0);
     ASSERT_TRUE(sim::wait_until([&, news = 0]() mutable {
         unit->engine().set(detail, std::to_string(++news));  // something to read, for the call that reads
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds{20});  // and no more than a traced process can take
         return unit->root().read_file("/sim/strace").find("(INJECTED)") != std::string::npos;
     })) << unit->console();
     const holdings_t holdings{unit->daemon()};
