@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 
 // What a row on the front panel costs: bus accesses, which a unit pays for at the speed of its bus; memory
 // taken from the heap; and the time of the drawing layer alone, apart from the time with the simulated panel
@@ -102,6 +103,20 @@ void service_pass_without_bus(benchmark::State& state) {
         static_cast<double>(sim::allocations - taken) / static_cast<double>(state.iterations());
 }
 BENCHMARK(service_pass_without_bus)->Unit(benchmark::kMicrosecond);
+
+/// The longest detail text that a message can carry, drawn into the last row.
+void longest_detail_without_bus(benchmark::State& state) {
+    io::graphics_t lcd;
+    lcd.begin_update();
+    lcd.select_font(&io::text_font);
+    const std::string text(65'000, 'W');
+    for ([[maybe_unused]] auto _ : state) {
+        lcd.set_text_pos(0, 3);
+        lcd.draw_string(text);
+        benchmark::DoNotOptimize(lcd.frame().line(40).data());
+    }
+}
+BENCHMARK(longest_detail_without_bus)->Unit(benchmark::kMicrosecond);
 
 /// What one more word costs on the bus: the difference between two lines and one, over their 80 words.
 void data_word(benchmark::State& state) {

@@ -4,10 +4,28 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
+#include <utility>
 
 namespace io {
 
 void text_painter_t::paint(std::string_view text) {
+    // A text of that many bytes may scroll all it paints out again, over and over. It is first laid out
+    // without paint, to see how often it scrolls: only what then stays in the viewport is painted.
+    constexpr std::size_t long_text = 240;
+    if (text.size() > long_text) {
+        const auto start = context_.cursor;
+        first_scroll_to_paint_ = std::numeric_limits<int>::max();
+        lay_out(text);
+        const int height = std::max<int>(context_.font->height, 1);
+        first_scroll_to_paint_ =
+            std::exchange(scrolls_, 0) - (context_.viewport.height() + height - 1) / height;
+        context_.cursor = start;
+    }
+    lay_out(text);
+}
+
+void text_painter_t::lay_out(std::string_view text) {
     align_vertically(text);
     if (context_.is_set(drawing_mode::align_horizontally)) {
         align_horizontally(text);
@@ -33,7 +51,9 @@ void text_painter_t::paint(std::string_view text) {
             just_wrapped = true;
         } else {
             const auto [x, y] = context_.cursor;
-            frame_.draw_symbol(symbol, x, y - symbol.height + 1, context_.viewport, inverted());
+            if (paints()) {
+                frame_.draw_symbol(symbol, x, y - symbol.height + 1, context_.viewport, inverted());
+            }
             move_cursor(x + symbol.width, y);
             text = rest;
             just_wrapped = false;
@@ -98,7 +118,10 @@ bool text_painter_t::wrap() {
     }
     fill_with_paper({x, y - height + 1, viewport.right, y});
     if (past_bottom) {
-        frame_.scroll_up(viewport, height);
+        ++scrolls_;
+        if (paints()) {
+            frame_.scroll_up(viewport, height);
+        }
         fill_with_paper({viewport.left, viewport.bottom - height + 1, viewport.right, viewport.bottom});
     }
     move_cursor(viewport.left, past_bottom ? y : y + height);
@@ -106,7 +129,9 @@ bool text_painter_t::wrap() {
 }
 
 void text_painter_t::fill_with_paper(const pixel_rect_t& area) {
-    frame_.fill(area.clipped_to(context_.viewport), inverted() ? 0xFFFF : 0);
+    if (paints()) {
+        frame_.fill(area.clipped_to(context_.viewport), inverted() ? 0xFFFF : 0);
+    }
 }
 
 // The cursor's 8 bits do not wrap around: text that has left the screen must not come back on the other side.

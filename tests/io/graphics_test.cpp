@@ -153,4 +153,23 @@ TEST(graphics, text_wraps_scrolls_and_is_aligned_line_by_line_within_its_viewpor
     sheet.expect("text_layout.txt");
 }
 
+TEST(graphics, a_text_of_any_length_ends_as_if_it_were_drawn_word_by_word) {
+    for (const std::uint32_t mode : {std::uint32_t{0}, mode::inverse}) {
+        sheet_t whole;
+        sheet_t by_words;
+        std::string text;
+        for (auto* const sheet : {&whole, &by_words}) {
+            sheet->next_cell();
+            sheet->lcd.fill_rect(0, 0, 9, 5, graphics_t::ink);
+        }
+        for (int i = 0; i < 200; ++i) {
+            const std::string word = i % 7 == 0 ? " aaaaa" : i % 3 == 0 ? " l" : " la";
+            text += word;
+            by_words.draw(word, mode);
+        }
+        whole.draw(text, mode);
+        EXPECT_EQ(art(whole.lcd.frame(), {0, 0, 11, 7}), art(by_words.lcd.frame(), {0, 0, 11, 7}));
+    }
+}
+
 }  // namespace
