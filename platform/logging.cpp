@@ -200,8 +200,9 @@ void apply_level_file(const std::string& program_name) {
             [[maybe_unused]] const int status = std::system(command.c_str());  // NOLINT(cert-env33-c)
             return;
         }
-        const auto levels = document.FindMember(program_name.c_str());
-        if (levels != document.MemberEnd() && levels->value.IsObject()) {
+        const auto& content = std::as_const(document);
+        const auto levels = content.FindMember(program_name.c_str());
+        if (levels != content.MemberEnd() && levels->value.IsObject()) {
             apply_levels(levels->value);
         }
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): levels stay as they are
