@@ -1,9 +1,11 @@
 #include "sim/log_file.h"
 
 #include "platform/logging.h"
+#include "sim/unit_root.h"
 
 #include <fcntl.h>
 #include <spdlog/sinks/base_sink.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <memory>
@@ -40,6 +42,28 @@ void add_log_file(const std::string& path) {
     const auto sink = std::make_shared<line_file_sink_t>(path);
     sink->set_pattern(zel::long_log_pattern);
     zel::add_log_sink(sink);
+}
+
+log_capture_t::log_capture_t()
+    : memory_{::memfd_create("log", MFD_CLOEXEC)}, path_{"/proc/self/fd/" + std::to_string(memory_)} {
+    add_log_file(path_);
+}
+
+log_capture_t::~log_capture_t() {
+    ::close(memory_);
+}
+
+std::string log_capture_t::text() const {
+    return read_file(path_);
+}
+
+int log_capture_t::count(const std::string& part) const {
+    int found = 0;
+    const auto all = text();
+    for (auto at = all.find(part); at != std::string::npos; at = all.find(part, at + part.size())) {
+        ++found;
+    }
+    return found;
 }
 
 }  // namespace sim

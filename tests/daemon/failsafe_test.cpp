@@ -1,7 +1,7 @@
 #include "daemon/failsafe.h"
 #include "platform/logging.h"
+#include "sim/log_file.h"
 #include "sim/unit_root.h"
-#include "tests/log_capture.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -48,7 +48,7 @@ TEST(failsafe, restarts_by_its_mode_removes_the_pid_file_and_counts) {
     unit.write_file("/var/run/tool.pid", "1\n");
     zel::register_logger("eng_daemon");
     zel::set_logger_level("eng_daemon", "debug");
-    const tests::log_capture_t log;
+    const sim::log_capture_t log;
 
     auto* const runs = static_cast<std::atomic<int>*>(
         ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));

@@ -3,8 +3,8 @@
 #include "platform/logging.h"
 #include "sim/bench_unit.h"
 #include "sim/fpga.h"
+#include "sim/log_file.h"
 #include "sim/shared_state.h"
-#include "tests/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ class checked_unit_t : public sim::bench_unit_t {
     }
     ~checked_unit_t() { EXPECT_EQ(sim::violations(), ""); }
 
-    log_capture_t log;
+    sim::log_capture_t log;
 };
 
 /// What a call says on standard output.

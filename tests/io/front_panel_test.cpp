@@ -21,77 +21,68 @@ std::uint32_t shared_word(std::size_t offset) {
 }
 
 TEST(front_panel, only_some_platforms_and_models_have_one) {
-    const auto supported = [](std::uint32_t fpga_id, int platform_code = 1, std::uint32_t model = 1) {
-        auto definition = *sim::find_unit("base-unit");
-        definition.fpga_id = fpga_id;
-        const tests::checked_unit_t unit{definition};
-        zel::platform_t identity;
-        identity.platform = platform_code;
-        identity.part_number = model;
-        zel::set_platform_identity(identity);
-        const io::system_t system;  // lets go of the device again, so that the next one is a new board
-        return io::front_panel_t::is_supported();
-    };
-    for (const std::uint32_t id : {0xCAFEBABEu, 0xABCDEF01u, 0xBA5EBA11u, 0xB01DFACEu, 0xD15C105Eu}) {
-        EXPECT_TRUE(supported(id)) << id;
+    std::string report;
+    for (const std::uint32_t id : {0xCAFEBABEu, 0xABCDEF01u, 0xBA5EBA11u, 0xB01DFACEu, 0xD15C105Eu,
+                                   0xDEADF00Du, 0xFEF1F0FDu, 0x50C1AB1Eu, 0xCAB005E5u}) {
+        for (const auto& [platform, model] : {std::pair{1, 1u}, {6, 1u}, {1, 66u}, {1, 67u}, {1, 68u}}) {
+            auto definition = *sim::find_unit("base-unit");
+            definition.fpga_id = id;
+            const tests::checked_unit_t unit{definition};
+            zel::platform_t identity;
+            identity.platform = platform;
+            identity.part_number = model;
+            zel::set_platform_identity(identity);
+            const io::system_t system;  // lets go of the device again, so that the next one is a new board
+            report += io::front_panel_t::is_supported() ? 'y' : '-';
+        }
+        report += ' ';
     }
-    EXPECT_FALSE(supported(0xDEADF00D) || supported(0xFEF1F0FD) || supported(0x50C1AB1E) ||
-                 supported(0xCAB005E5));
-    EXPECT_FALSE(supported(0xCAFEBABE, 6) || supported(0xCAFEBABE, 1, 66) || supported(0xCAFEBABE, 1, 67));
-    EXPECT_TRUE(supported(0xCAFEBABE, 1, 68));
+    EXPECT_EQ(report, "y---y y---y y---y y---y y---y ----- ----- ----- ----- ");
 }
 
-TEST(front_panel, does_nothing_before_its_bring_up_which_leaves_it_dark) {
+TEST(front_panel, bring_up_leaves_it_dark_and_fails_without_a_panel) {
     const lcd_unit_t unit;
-    auto& panel = io::front_panel();
-    std::uint32_t pressed = 0;
-    int revision = 0;
-    EXPECT_FALSE(panel.set_backlight(0) || panel.poll_buttons(pressed) || panel.read_revision(revision));
-    EXPECT_FALSE(panel.reset_lcd() || panel.set_slot_channel_state(0, 0, 0) || panel.set_press_count(0, 0));
-    panel.clear_for_text();
     unit.panel().present = false;
-    EXPECT_FALSE(panel.initialise(true));
+    EXPECT_FALSE(io::front_panel().initialise(true));
     EXPECT_TRUE(unit.log.has("Front panel not found"));
     unit.panel().present = true;
-    EXPECT_EQ(tests::console_of([&] { EXPECT_TRUE(panel.initialise(true)); }),
+    EXPECT_EQ(tests::console_of([] { EXPECT_TRUE(io::front_panel().initialise(true)); }),
               "front panel initialization\nfront panel revision: 0\n");
     EXPECT_EQ(unit.panel().control, 0x80u);
-    EXPECT_TRUE(panel.set_backlight(127));
-    EXPECT_EQ(refusal_of([&] { return panel.set_backlight(128); }), "invalid LCD backlight value: 128\n");
-    EXPECT_EQ(unit.panel().backlight, 127);
 }
 
-TEST(front_panel, buttons_are_counted_once_for_each_change) {
-    const lcd_unit_t unit;
-    auto& panel = io::front_panel();
-    ASSERT_TRUE(panel.initialise(false));
-    for (const std::uint32_t buttons : {0b000u, 0b010u, 0b010u, 0b101u}) {
-        unit.panel().pressed_buttons = buttons;
-        std::uint32_t pressed = 99;
-        EXPECT_TRUE(panel.poll_buttons(pressed));
-        EXPECT_EQ(pressed, buttons);
-    }
-    for (std::size_t button = 0; button < 3; ++button) {
-        EXPECT_EQ(shared_word(0x59B8 + 4 * button), 1u) << "pressed";
-        EXPECT_EQ(shared_word(0x59AC + 4 * button), button == 1 ? 1u : 0u) << "let go";
-    }
-    std::uint32_t count = 0;
-    EXPECT_TRUE(panel.set_release_count(2, 7) && panel.get_release_count(2, count) && count == 7);
-    EXPECT_EQ(refusal_of([&] { return panel.get_press_count(3, count); }), "invalid front panel button: 3\n");
-}
-
-TEST(front_panel, the_slot_behind_the_last_is_the_unit_itself_with_one_channel) {
+TEST(front_panel, operations_before_and_after_the_bring_up_are_as_approved) {
     const lcd_unit_t unit{"card-frame"};
     auto& panel = io::front_panel();
-    ASSERT_TRUE(panel.initialise(false));
-    EXPECT_TRUE(panel.set_slot_channel_state(4, 0, 0xCAFE));
+    tests::listing_t listing{"a panel that was not brought up"};
+    const auto operate = [&] {
+        for (const int level : {-128, 127, 128}) {
+            listing.tell("backlight", [&] { return panel.set_backlight(level); });
+        }
+        for (const std::uint32_t buttons :
+             {0b000u, 0b010u, 0b010u, 0b101u}) {  // counted once for each change
+            unit.panel().pressed_buttons = buttons;
+            listing.tell_value("buttons", 99U, [&](std::uint32_t& now) { return panel.poll_buttons(now); });
+        }
+        listing.tell("release count", [&] { return panel.set_release_count(2, 7); });
+        for (const unsigned button : {0u, 1u, 2u, 3u}) {
+            listing.tell_value("presses", 99U,
+                               [&](auto& count) { return panel.get_press_count(button, count); });
+            listing.tell_value("releases", 99U,
+                               [&](auto& count) { return panel.get_release_count(button, count); });
+        }
+        // The slot behind the last is the unit itself, with one channel.
+        for (const auto& slot : {std::pair{0, 0}, {0, 5}, {4, 0}, {4, 1}, {5, 0}, {-1, 0}}) {
+            listing.tell("slot",
+                         [&] { return panel.set_slot_channel_state(slot.first, slot.second, 0xCAFE); });
+        }
+    };
+    operate();
+    listing.tell("bring-up", [&] { return panel.initialise(false); });
+    operate();
+    EXPECT_EQ(listing.text(), golden_text("front_panel.txt", listing.text()));
     EXPECT_EQ(shared_word(0x5950 + 4 * 20), 0xCAFEu);
-    EXPECT_EQ(refusal_of([&] {
-                  return panel.set_slot_channel_state(4, 1, 0) || panel.set_slot_channel_state(5, 0, 0) ||
-                         panel.set_slot_channel_state(-1, 0, 0) || panel.set_slot_channel_state(0, 5, 0);
-              }),
-              "invalid front panel slot channel: 1\ninvalid front panel slot: 5\n"
-              "invalid front panel slot: -1\ninvalid front panel channel: 5\n");
+    EXPECT_EQ(shared_word(0x59AC + 4 * 2) << 8 | shared_word(0x59B8 + 4 * 2), 0x701u) << "released, pressed";
 }
 
 TEST(front_panel, every_revision_is_read_from_the_status_word_and_wires_its_leds_differently) {

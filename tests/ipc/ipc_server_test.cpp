@@ -1,8 +1,8 @@
 #include "ipc/ipc_server.h"
 #include "ipc/unix_stream_socket.h"
 #include "platform/logging.h"
+#include "sim/log_file.h"
 #include "sim/unit.h"
-#include "tests/log_capture.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -83,7 +83,7 @@ TEST_F(ipc_server, clients_are_heard_before_they_leave_and_a_stop_from_within_se
 
 TEST_F(ipc_server, a_client_that_does_not_read_is_logged_once_a_stall) {
     zel::register_logger("lin_ipc");
-    const tests::log_capture_t log;
+    const sim::log_capture_t log;
     std::atomic<int> stalls{0};
     server_.reaction = [&](int fd, std::string_view text) {
         while (server_.send(fd, text.data(), text.size(), 20) > 0) {

@@ -2,8 +2,8 @@
 #include "ipc/property_monitor.h"
 #include "platform/logging.h"
 #include "sim/engine.h"
+#include "sim/log_file.h"
 #include "sim/unit.h"
-#include "tests/log_capture.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -135,7 +135,7 @@ TEST_F(property_client, idle_it_asks_the_system_once_and_closed_not_at_all) {
 
 TEST_F(property_client, a_property_is_read_by_the_next_message_whatever_that_is) {
     zel::setup_logging("ipc_tests", "stdout_color_sink_mt");
-    const tests::log_capture_t log;
+    const sim::log_capture_t log;
     engine_.stay_silent(true);
     const auto read = [this](const std::string& answer) {
         engine_.send_raw(answer);

@@ -1,8 +1,8 @@
 #include "platform/identity.h"
 #include "platform/logging.h"
 #include "platform/product_tables.h"
+#include "sim/log_file.h"
 #include "sim/unit_root.h"
-#include "tests/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -73,7 +73,7 @@ TEST(identity, of_an_unlisted_platform_is_out_of_range_and_of_an_unlisted_part_n
 
 TEST(product_tables, describe_a_listed_product_and_fall_back_for_others_with_a_warning) {
     zel::setup_logging("identity_test", "stdout_color_sink_st");
-    const tests::log_capture_t log;
+    const sim::log_capture_t log;
     EXPECT_EQ(zel::short_name(93) + zel::display_name(93), "studio_2Studio Unit 2");
     EXPECT_EQ(zel::hardware_family(93), 8);
     EXPECT_EQ(zel::board_generation(94), 2);

@@ -1,8 +1,8 @@
 #include "platform/console.h"
 #include "platform/logging.h"
+#include "sim/log_file.h"
 #include "sim/pseudo_terminal.h"
 #include "sim/unit_root.h"
-#include "tests/log_capture.h"
 
 #include <gtest/gtest.h>
 #include <spdlog/spdlog.h>
@@ -90,7 +90,7 @@ TEST(set_up, names_the_default_logger_and_takes_levels_from_environment_and_argu
 }
 
 TEST(log_line, goes_to_the_threads_current_logger_if_there_is_one_and_nowhere_without_a_logger) {
-    const tests::log_capture_t log;
+    const sim::log_capture_t log;
     zel::register_logger("own");
     zel::register_logger("current");
     zel::set_logger_level("current", "debug");
@@ -109,7 +109,7 @@ TEST(log_line, goes_to_the_threads_current_logger_if_there_is_one_and_nowhere_wi
 }
 
 TEST(log_line, that_cannot_be_collected_says_why) {
-    const tests::log_capture_t log;
+    const sim::log_capture_t log;
     zel::register_logger("own");
     struct failing_line_t : zel::scope_logger {
         using scope_logger::scope_logger;
