@@ -86,6 +86,7 @@ constexpr failing_call_t failing_calls[]{
     {"poll_is_interrupted", "poll", "EINTR", "60+2", everything},
     {"the_engine_cannot_be_read", "recvfrom", "ECONNRESET", "30+", {.news = false}},
     {"reading_the_engine_is_interrupted", "recvfrom", "EINTR", "30+2", everything},
+    {"the_file_system_is_read_only", "openat", "EROFS", "40+", {.file = false}},
     {"the_file_system_is_full", "openat", "ENOSPC", "40+", {.file = false}},
     {"the_file_cannot_be_written", "write", "ENOSPC", "40+", {.file = false}},
     {"writing_is_interrupted", "write", "EINTR", "40+2", everything},
