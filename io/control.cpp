@@ -214,17 +214,14 @@ bool control_t::get_temperature(float& celsius, bool cached) {
         celsius = static_cast<float>(*millidegrees) / 1000.0F;
         return true;
     }
-    if (!platform_is_one_of({2, 4, 6, 7, 8, 9, 13})) {
-        return true;
-    }
-    if (shared_temperature_ == nullptr) {
-        return false;
-    }
-    if (cached) {
+    if (cached && shared_temperature_ != nullptr) {
         celsius = std::bit_cast<float>(mmio::read32(shared_temperature_));
         return true;
     }
-    return read_sensor(celsius);
+    if (!platform_is_one_of({2, 4, 6, 7, 8, 9, 13})) {
+        return true;
+    }
+    return shared_temperature_ != nullptr && read_sensor(celsius);
 }
 
 bool control_t::read_sensor(float& celsius) {

@@ -59,7 +59,8 @@ class control_t : public system_t {
     /// SPI transfer.
     /// @param celsius  left as it was on a platform without sensor, and on platform 7 when the sensor's
     ///                 answer is no reading: both succeed
-    /// @param cached   takes the last reading from the shared region instead of asking the sensor
+    /// @param cached   takes the last reading from the shared region instead of asking a sensor, wherever
+    ///                 that region is mapped; platforms 12 and 14 ask their processor all the same
     bool get_temperature(float& celsius, bool cached = false);
 
     /// The status input: line 113 at 0 on platforms 12 and 17, otherwise a pair of register bits.

@@ -101,6 +101,13 @@ TEST(control, a_large_base_unit_may_be_built_without_the_sensor) {
     EXPECT_TRUE(on.driver.get_temperature(celsius) && celsius == 77.0F);
 }
 
+TEST(control, a_temperature_kept_by_another_program_is_read_without_a_sensor_too) {
+    controlled_unit_t on{"base-unit"};
+    io::mmio::write32(io::system_t::shared_base() + 0x3C000 + 0x5A38, 0x42250000U);
+    float celsius = 77;
+    EXPECT_TRUE(on.driver.get_temperature(celsius, true) && celsius == 41.25F);
+}
+
 TEST(control, an_amplifier_gives_its_processor_line_back_before_it_exports_and_reads_it) {
     const tests::checked_unit_t amplifier{"virtual-machine"};
     const auto& root = amplifier.root;
