@@ -2,9 +2,8 @@
 
 #include <string_view>
 
-/// Every absolute path of a unit that this system reads, writes, binds or connects to, each written once; but
-/// for
-/// "/dev/null" and "/bin/rm", which are any Linux system's.
+/// Every absolute path of a unit that this system reads, writes, binds or connects to, each written once;
+/// those that are any Linux system's ("/dev/null", "/bin/rm", "/proc/self/fd") stand where they are used.
 ///
 /// Where such a path lies on the machine at hand is for `zel::system_path` to say (platform/system_path.h);
 /// messages always show the path as it stands here.

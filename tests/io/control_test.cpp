@@ -94,7 +94,7 @@ TEST(control, reads_the_temperature_and_keeps_it_for_others) {
     EXPECT_EQ(celsius, 41.25F);
 }
 
-TEST(control, a_large_base_unit_may_be_built_without_the_sensor) {
+TEST(control, a_large_base_unit_that_gets_no_reading_has_not_failed) {
     controlled_unit_t on{"large-base-unit"};
     on.outside.sensor.fitted = false;
     float celsius = 77;
