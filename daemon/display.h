@@ -21,8 +21,7 @@ enum class display_mode_e : std::int32_t {
 /// Shows an update on the display that was found, once per service pass.
 /// @param state_name  the state as people read it.
 /// @param progress    percent; shown as 0 while unknown (negative), as 100 when above.
-/// @param detail      UTF-8, on the LCD front panel alone. Longer than a row it wraps, and scrolls the
-/// screen.
+/// @param detail      UTF-8, on the LCD front panel alone. Longer than a row it scrolls the screen.
 ///
 /// Blocks for the display's bus: about 5 ms for an LCD front panel that answers, 100 000 looks at its
 /// controller for each row when it does not. Drawing that fails is not reported. Throws

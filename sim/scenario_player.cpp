@@ -44,7 +44,8 @@ void play(const scenario_t& scenario, double speed, unit_t& unit, const scenario
     std::string state;  // that the daemon is to show; none at first
     const auto wait_for_state = [&] {
         std::ignore = wait_until([&] {
-            return !watch.daemon_shows_states || state.empty() || unit.status().element("state") == state;
+            return !watch.daemon_shows_states || state.empty() || unit.status().element("state") == state ||
+                   !unit.daemon().is_running();
         });
     };
     for (const auto& event : scenario.events) {

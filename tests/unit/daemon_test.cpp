@@ -32,7 +32,8 @@ TEST(daemon, detaches_into_a_session_of_its_own) {
     EXPECT_EQ(link(*unit, "cwd"), "/");
     const auto status = sim::read_file("/proc/" + std::to_string(pid) + "/status");
     EXPECT_NE(status.find("Umask:\t0000"), std::string::npos);
-    EXPECT_NE(status.find("SigIgn:\t0000000000001000"), std::string::npos) << "SIGPIPE";
+    const auto ignored = std::stoull(status.substr(status.find("SigIgn:") + 7), nullptr, 16);
+    EXPECT_NE(ignored & 1U << (SIGPIPE - 1), 0U);  // whoever started us may have others ignored
     EXPECT_EQ(link(*unit, "fd/0"), "/dev/null");
     EXPECT_EQ(link(*unit, "fd/1"), unit->root().file("/sim/console"));
     EXPECT_EQ(link(*unit, "fd/1"), link(*unit, "fd/2"));
