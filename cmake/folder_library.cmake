@@ -2,13 +2,15 @@
 #
 # fwstatus_folder(FOLDER [OBJECT] [NAME name] [DEPENDS other ...] [LIBRARIES lib ...] [SOURCES file ...])
 #
-# makes the library `fwstatus_FOLDER` (or `fwstatus_NAME`) from the sources in FOLDER. A folder's headers are
-# reached as "FOLDER/header.h" through an include directory that holds nothing but that folder, so that a file
-# can include only what its library states as a dependency: a wrong include direction does not compile.
+# makes the library `fwstatus_FOLDER` (or `fwstatus_NAME`; a folder in a folder, "io/lcd", is `fwstatus_io_lcd`)
+# from the sources in FOLDER. A folder's headers are reached as "FOLDER/header.h" through an include directory
+# that holds nothing but the headers of that one folder, so that a file can include only what its library states
+# as a dependency: a wrong include direction does not compile.
 function(fwstatus_folder folder)
   cmake_parse_arguments(arg "OBJECT" "NAME" "DEPENDS;LIBRARIES;SOURCES" ${ARGN})
+  string(REPLACE "/" "_" flat ${folder})
   if(NOT arg_NAME)
-    set(arg_NAME ${folder})
+    set(arg_NAME ${flat})
   endif()
   if(NOT arg_SOURCES)
     file(GLOB arg_SOURCES CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${folder}/*.cpp")
@@ -18,7 +20,7 @@ function(fwstatus_folder folder)
   else()
     add_library(fwstatus_${arg_NAME} STATIC ${arg_SOURCES})
   endif()
-  target_include_directories(fwstatus_${arg_NAME} PUBLIC "${PROJECT_BINARY_DIR}/include/${folder}")
+  target_include_directories(fwstatus_${arg_NAME} PUBLIC "${PROJECT_BINARY_DIR}/include/${flat}")
   foreach(other IN LISTS arg_DEPENDS)
     target_link_libraries(fwstatus_${arg_NAME} PUBLIC fwstatus_${other})
   endforeach()
@@ -27,6 +29,13 @@ endfunction()
 
 # Makes "FOLDER/header.h" reachable; done for every folder up front.
 function(fwstatus_expose_folder folder)
-  file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/include/${folder}")
-  file(CREATE_LINK "${PROJECT_SOURCE_DIR}/${folder}" "${PROJECT_BINARY_DIR}/include/${folder}/${folder}" SYMBOLIC)
+  string(REPLACE "/" "_" flat ${folder})
+  set(exposed "${PROJECT_BINARY_DIR}/include/${flat}/${folder}")
+  file(GLOB headers CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${folder}/*.h")
+  file(REMOVE_RECURSE "${PROJECT_BINARY_DIR}/include/${flat}")
+  file(MAKE_DIRECTORY "${exposed}")
+  foreach(header IN LISTS headers)
+    get_filename_component(name "${header}" NAME)
+    file(CREATE_LINK "${header}" "${exposed}/${name}" SYMBOLIC)
+  endforeach()
 endfunction()

@@ -12,7 +12,7 @@ namespace tests {
 /// text that equals no other. With FWSTATUS_RENEW_GOLDEN set in the environment it is written from `actual`
 /// instead, to be looked at before it is committed.
 inline std::string golden_text(const std::string& name, const std::string& actual) {
-    const auto path = std::filesystem::path{__FILE__}.parent_path() / "io" / "golden" / name;
+    const auto path = std::filesystem::path{FWSTATUS_TESTS_DIRECTORY} / "io" / "golden" / name;
     if (std::getenv("FWSTATUS_RENEW_GOLDEN") != nullptr) {
         std::ofstream{path} << actual;
     }
