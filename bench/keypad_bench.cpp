@@ -1,13 +1,13 @@
 // What the programming of the keypad controller costs: accesses to the line register, and time on the
 // simulated controller, which answers at once. A real one adds its own erase and programming times.
 
-#include "io/issp.h"
-#include "io/keypad_update.h"
-#include "io/page_station.h"
+#include "io/keypad/issp.h"
+#include "io/keypad/keypad_update.h"
+#include "io/page_station/page_station.h"
 #include "platform/paths.h"
-#include "sim/bench_unit.h"
-#include "sim/fpga.h"
-#include "sim/keypad_setup.h"
+#include "sim/board/bench_unit.h"
+#include "sim/board/fpga.h"
+#include "sim/board/keypad_setup.h"
 
 #include <array>
 #include <chrono>

@@ -1,11 +1,11 @@
-#include "io/fonts.h"
-#include "io/front_panel.h"
-#include "io/graphics.h"
-#include "sim/allocation_counter.h"
-#include "sim/bench_unit.h"
-#include "sim/fpga.h"
-#include "sim/front_panel_block.h"
-#include "sim/shared_state.h"
+#include "io/front_panel/front_panel.h"
+#include "io/lcd/fonts.h"
+#include "io/lcd/graphics.h"
+#include "sim/board/bench_unit.h"
+#include "sim/board/fpga.h"
+#include "sim/board/front_panel_block.h"
+#include "sim/root/shared_state.h"
+#include "tests/allocation_counter.h"
 
 #include <benchmark/benchmark.h>
 

@@ -6,7 +6,7 @@
 #include "daemon/status_reporter.h"
 #include "io/system.h"
 #include "platform/logging.h"
-#include "sim/bench_unit.h"
+#include "sim/board/bench_unit.h"
 
 #include <cstdio>
 #include <cstdlib>

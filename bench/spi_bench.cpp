@@ -1,8 +1,8 @@
 #include "io/mmio.h"
 #include "io/spi.h"
-#include "sim/fpga.h"
-#include "sim/spi_controller.h"
-#include "sim/unit_root.h"
+#include "sim/board/fpga.h"
+#include "sim/board/spi_controller.h"
+#include "sim/root/unit_root.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>

@@ -6,8 +6,8 @@
 // Runs the daemon's simulation build, whose objects are those of the production daemon but for the two access
 // files, on a unit without hardware.
 
-#include "sim/status_watcher.h"
-#include "sim/unit.h"
+#include "sim/unit/status_watcher.h"
+#include "sim/unit/unit.h"
 
 #include <sys/wait.h>
 #include <unistd.h>

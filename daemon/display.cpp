@@ -1,9 +1,9 @@
 #include "daemon/display.h"
 
 #include "io/control.h"
-#include "io/front_panel.h"
-#include "io/io_lx4s.h"
-#include "io/page_station.h"
+#include "io/front_panel/front_panel.h"
+#include "io/page_station/page_station.h"
+#include "io/serial/io_lx4s.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Turns a BDF font into a C++ source file that defines one `const io::font_t` (io/font.h)."""
+"""Turns a BDF font into a C++ source file that defines one `const io::font_t` (io/lcd/font.h)."""
 
 import argparse
 import re
@@ -27,7 +27,7 @@ def arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("source", type=Path, help="the font, a .bdf file")
     parser.add_argument("output", type=Path, help="the .cpp file to write")
-    parser.add_argument("--name", required=True, help="name of the font_t, declared in io/fonts.h")
+    parser.add_argument("--name", required=True, help="name of the font_t, declared in io/lcd/fonts.h")
     parser.add_argument("--cell", required=True, type=cell_size, metavar="WIDTHxHEIGHT",
                         help="nominal width, which no glyph exceeds, and height of the cell")
     parser.add_argument("--characters", required=True, type=character_range, metavar="FIRST-LAST",
@@ -98,7 +98,7 @@ def cpp(font: bdf.Font, options: argparse.Namespace) -> str:
     lines = [
         f"// Made from {font.path.name} by bdf_to_cpp.py; edit that one.",
         "",
-        "#include \"io/fonts.h\"",
+        "#include \"io/lcd/fonts.h\"",
         "",
         "namespace io {",
         "",

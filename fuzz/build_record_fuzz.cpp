@@ -5,8 +5,8 @@
 #include "fuzz/harness.h"
 #include "platform/build_info.h"
 #include "platform/paths.h"
-#include "sim/unit_definition.h"
-#include "sim/unit_root.h"
+#include "sim/root/unit_definition.h"
+#include "sim/root/unit_root.h"
 
 #include <string>
 

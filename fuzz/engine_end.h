@@ -3,8 +3,8 @@
 #include "fuzz/harness.h"
 #include "ipc/local_address.h"
 #include "platform/paths.h"
-#include "sim/unit_definition.h"
-#include "sim/unit_root.h"
+#include "sim/root/unit_definition.h"
+#include "sim/root/unit_root.h"
 
 #include <sys/socket.h>
 #include <unistd.h>

@@ -3,8 +3,8 @@
 // Input: the file.
 
 #include "fuzz/harness.h"
-#include "io/intel_hex.h"
-#include "io/keypad_image.h"
+#include "io/keypad/intel_hex.h"
+#include "io/keypad/keypad_image.h"
 
 #include <cstdio>
 #include <cstring>

@@ -6,8 +6,8 @@
 #include "fuzz/harness.h"
 #include "platform/json_file.h"
 #include "platform/logging.h"
-#include "sim/unit_definition.h"
-#include "sim/unit_root.h"
+#include "sim/root/unit_definition.h"
+#include "sim/root/unit_root.h"
 
 #include <spdlog/spdlog.h>
 #include <unistd.h>

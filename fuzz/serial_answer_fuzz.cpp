@@ -3,11 +3,11 @@
 // Input: a letter, then what the module sends. After "h" it is unplugged then, so that it cannot be heard.
 
 #include "fuzz/harness.h"
-#include "io/io_lx4s.h"
+#include "io/serial/io_lx4s.h"
 #include "platform/paths.h"
-#include "sim/pseudo_terminal.h"
-#include "sim/unit_definition.h"
-#include "sim/unit_root.h"
+#include "sim/peers/pseudo_terminal.h"
+#include "sim/root/unit_definition.h"
+#include "sim/root/unit_root.h"
 
 #include <poll.h>
 #include <sys/select.h>

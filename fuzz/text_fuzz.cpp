@@ -5,13 +5,13 @@
 // text is a line end. See `commands` below.
 
 #include "fuzz/harness.h"
-#include "io/fonts.h"
-#include "io/front_panel_screens.h"
-#include "io/graphics.h"
-#include "io/lcd_bus.h"
-#include "io/text_layout.h"
-#include "io/utf8.h"
-#include "sim/glass.h"
+#include "io/front_panel/front_panel_screens.h"
+#include "io/lcd/fonts.h"
+#include "io/lcd/graphics.h"
+#include "io/lcd/lcd_bus.h"
+#include "io/lcd/text_layout.h"
+#include "io/lcd/utf8.h"
+#include "sim/board/glass.h"
 
 #include <array>
 #include <climits>
@@ -42,28 +42,21 @@ lcd_t& lcd() {
     return instance;
 }
 
-}  // namespace
-
-// The library's bus stays out of a program that has one.
-namespace io {
-
-bool lcd_write(bool is_data, std::uint8_t byte) {
-    return lcd().take(is_data, byte);
-}
-
-bool lcd_write_word(std::uint16_t word) {
-    return lcd().take(true, static_cast<std::uint8_t>(word >> 8)) &&
-           lcd().take(true, static_cast<std::uint8_t>(word & 0xFFu));
-}
-
-}  // namespace io
-
-namespace {
+constinit const io::lcd_bus_t lcd_bus{
+    .is_in_use = [] { return true; },
+    .write = [](bool is_data, std::uint8_t byte) { return lcd().take(is_data, byte); },
+    .write_word =
+        [](std::uint16_t word) {
+            return lcd().take(true, static_cast<std::uint8_t>(word >> 8)) &&
+                   lcd().take(true, static_cast<std::uint8_t>(word & 0xFFu));
+        },
+};
 
 using screens_t = io::front_panel_screens_t;
 
 /// Drawing layer and LCD as they are after the first start, which blocks, whatever was drawn before.
 void start_anew() {
+    io::add_lcd_bus(lcd_bus);
     static const bool started = io::graphics().init_graphics();
     fuzz::require(started, "the LCD starts");
     static const io::graphics_t fresh_graphics = io::graphics();

@@ -29,6 +29,9 @@ inline constexpr std::array fpgas{
     fpga_row_t{0x5EAF00D5, 18, 2},  //
 };
 
+/// The paging desk, alone in having its LCD, keypad and lines in a page-station block.
+inline constexpr std::uint32_t page_station_platform = 4;
+
 /// What a process without hardware (in a container, under a hypervisor) stands in for, by the platform code
 /// of the property engine.
 struct emulated_row_t {

@@ -236,6 +236,10 @@ const char* system_t::platform_display_name(std::uint32_t platform_id) {
     return platform_id < names.size() ? names[platform_id] : names[0];
 }
 
+bool system_t::is_page_station() {
+    return platform_id() == platform_tables::page_station_platform;
+}
+
 bool system_t::is_studio_model() {
     const auto model = zel::model_code();
     return model == 85 || model == 93 || model == 94 || model == 100;

@@ -46,6 +46,8 @@ class system_t {
     /// "Base Unit", "Paging Desk" and so on; "Unrecognized" for an id that is none.
     [[nodiscard]] static const char* platform_display_name(std::uint32_t platform_id);
 
+    /// True on a page station, whose LCD, keypad and lines lie in an FPGA block of their own.
+    [[nodiscard]] static bool is_page_station();
     /// True for the studio family's model codes (85, 93, 94, 100).
     [[nodiscard]] static bool is_studio_model();
     /// True when "/sys/config/platform" reads "vnode". Blocks up to 1000 ms for the engine's answer.

@@ -1,5 +1,5 @@
-#include "io/intel_hex.h"
-#include "io/keypad_image.h"
+#include "io/keypad/intel_hex.h"
+#include "io/keypad/keypad_image.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #include "daemon/failsafe.h"
 #include "platform/logging.h"
-#include "sim/log_file.h"
-#include "sim/unit_root.h"
+#include "sim/root/log_file.h"
+#include "sim/root/unit_root.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>

@@ -1,5 +1,5 @@
 #include "daemon/status_file.h"
-#include "sim/unit_root.h"
+#include "sim/root/unit_root.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,7 +1,7 @@
 #include "firmware/updater.h"
-#include "sim/allocation_counter.h"
-#include "sim/engine.h"
-#include "sim/unit.h"
+#include "sim/peers/engine.h"
+#include "sim/unit/unit.h"
+#include "tests/allocation_counter.h"
 
 #include <gtest/gtest.h>
 

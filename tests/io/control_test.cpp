@@ -1,6 +1,6 @@
 #include "io/control.h"
 #include "io/mmio.h"
-#include "sim/control_block.h"
+#include "sim/board/control_block.h"
 #include "tests/golden.h"
 #include "tests/io/driver_test.h"
 

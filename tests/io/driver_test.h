@@ -1,10 +1,11 @@
 #pragma once
 
 #include "platform/logging.h"
-#include "sim/bench_unit.h"
-#include "sim/fpga.h"
-#include "sim/log_file.h"
-#include "sim/shared_state.h"
+#include "sim/board/bench_unit.h"
+#include "sim/board/fpga.h"
+#include "sim/root/log_file.h"
+#include "sim/root/shared_state.h"
+#include "sim/root/violations.h"
 
 #include <gtest/gtest.h>
 

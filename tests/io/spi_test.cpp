@@ -1,6 +1,6 @@
 #include "io/spi.h"
 #include "io/system.h"
-#include "sim/spi_controller.h"
+#include "sim/board/spi_controller.h"
 #include "tests/io/driver_test.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "io/mmio.h"
 #include "io/system.h"
-#include "sim/board.h"
-#include "sim/engine.h"
+#include "sim/board/board.h"
+#include "sim/peers/engine.h"
 #include "tests/io/driver_test.h"
 
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
 #include "ipc/ipc_server.h"
 #include "ipc/unix_stream_socket.h"
 #include "platform/logging.h"
-#include "sim/log_file.h"
-#include "sim/unit.h"
+#include "sim/root/log_file.h"
+#include "sim/unit/unit.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

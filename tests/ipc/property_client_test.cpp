@@ -1,9 +1,9 @@
 #include "ipc/property_client.h"
 #include "ipc/property_monitor.h"
 #include "platform/logging.h"
-#include "sim/engine.h"
-#include "sim/log_file.h"
-#include "sim/unit.h"
+#include "sim/peers/engine.h"
+#include "sim/root/log_file.h"
+#include "sim/unit/unit.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>

@@ -1,8 +1,8 @@
 #include "platform/identity.h"
 #include "platform/logging.h"
 #include "platform/product_tables.h"
-#include "sim/log_file.h"
-#include "sim/unit_root.h"
+#include "sim/root/log_file.h"
+#include "sim/root/unit_root.h"
 
 #include <gtest/gtest.h>
 

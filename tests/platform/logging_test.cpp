@@ -1,8 +1,8 @@
 #include "platform/console.h"
 #include "platform/logging.h"
-#include "sim/log_file.h"
-#include "sim/pseudo_terminal.h"
-#include "sim/unit_root.h"
+#include "sim/peers/pseudo_terminal.h"
+#include "sim/root/log_file.h"
+#include "sim/root/unit_root.h"
 
 #include <gtest/gtest.h>
 #include <spdlog/spdlog.h>

@@ -1,6 +1,6 @@
-#include "sim/engine.h"
-#include "sim/keypad_setup.h"
-#include "sim/unit.h"
+#include "sim/board/keypad_setup.h"
+#include "sim/peers/engine.h"
+#include "sim/unit/unit.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,4 +1,4 @@
-#include "sim/unit.h"
+#include "sim/unit/unit.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
-#include "sim/display_view.h"
-#include "sim/faults.h"
-#include "sim/unit.h"
+#include "sim/show/display_view.h"
+#include "sim/unit/faults.h"
+#include "sim/unit/unit.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "sim/show/display_view.h"
+#include "sim/unit/scenario.h"
+#include "sim/unit/unit.h"
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim {
+
+/// Shows a running unit on standard output: a screen that is painted over again on a terminal, a log that a
+/// person can follow elsewhere.
+class viewer_t {
+  public:
+    /// @param live  paint a screen; otherwise print a log.
+    viewer_t(unit_t& unit, display_view_t* display, const scenario_t& scenario, bool live);
+    viewer_t(const viewer_t&) = delete;
+    viewer_t& operator=(const viewer_t&) = delete;
+    ~viewer_t();
+
+    /// Shows how things stand.
+    /// @param elapsed  since the start of the scenario.
+    void show(std::chrono::milliseconds elapsed);
+
+  private:
+    void paint(std::chrono::milliseconds elapsed);
+    void print_changes(std::chrono::milliseconds elapsed);
+    void print_if_new(std::chrono::milliseconds elapsed, const char* subject, const std::string& text);
+
+    unit_t& unit_;
+    display_view_t* display_;
+    const scenario_t& scenario_;
+    bool live_;
+    std::map<std::string, std::string> printed_;
+};
+
+/// Columns of the terminal on standard output; 124 when it is none.
+[[nodiscard]] unsigned terminal_columns();
+
+}  // namespace sim
