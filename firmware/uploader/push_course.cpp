@@ -1,0 +1,276 @@
+#include "firmware/uploader/push_course.h"
+
+#include "firmware/uploader/status_answer.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <system_error>
+#include <utility>
+
+namespace firmware {
+
+namespace {
+
+using fault_e = unit_answer_t::fault_e;
+
+constexpr std::string_view hash_path = "/cgi-bin/hw_config?firmware_hash";
+constexpr std::string_view id_path = "/cgi-bin/hw_config?firmware_id";
+constexpr std::string_view compat_path = "/cgi-bin/hw_config?fw_compat";
+constexpr std::string_view status_path = "/fw_status.xml";
+constexpr auto interval = std::chrono::seconds{1};
+constexpr std::size_t quoted_length = 80;
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    const auto begin = text.find_first_not_of(blanks);
+    return begin == std::string_view::npos ? std::string_view{}
+                                           : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
+bool is_digit_of_hash(char character) {
+    return std::isxdigit(static_cast<unsigned char>(character)) != 0;
+}
+
+bool equal_digits(std::string_view left, std::string_view right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(), [](char one, char other) {
+        return std::tolower(static_cast<unsigned char>(one)) ==
+               std::tolower(static_cast<unsigned char>(other));
+    });
+}
+
+std::string quoted(std::string_view text) {
+    const auto line = trimmed(text.substr(0, text.find('\n', text.find_first_not_of("\r\n"))));
+    return "\"" + std::string{line.substr(0, quoted_length)} + (line.size() > quoted_length ? "..." : "") +
+           "\"";
+}
+
+bool contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+}  // namespace
+
+push_course_t::push_course_t(push_order_t order, uploader_observer_intf_t& observer, time_point_t now)
+    : order_{std::move(order)}, observer_{observer}, phase_{order_.image_hash.empty() ? phase_e::watch
+                                                                                      : phase_e::hash},
+      asked_at_{now}, not_before_{now}, last_useful_{now}, grace_ends_{now + order_.grace} {
+    observer_.report(push_stage_e::preparing, -1);
+}
+
+push_step_t push_course_t::next(time_point_t now) {
+    using kind_e = push_step_t::kind_e;
+    if (!has_ended() && observer_.cancelled()) {
+        end(push_outcome_e::cancelled, "cancelled");
+    }
+    if (has_ended()) {
+        return {};
+    }
+    if (now < not_before_) {
+        return {.kind = kind_e::wait, .until = not_before_};
+    }
+    asked_at_ = now;
+    switch (phase_) {
+    case phase_e::id:
+        return {.kind = kind_e::request, .path = id_path};
+    case phase_e::compat:
+        return {.kind = kind_e::request, .path = compat_path};
+    case phase_e::upload:
+        return {.kind = kind_e::upload};
+    case phase_e::watch:
+        return {.kind = kind_e::request, .path = status_path};
+    default:
+        return {.kind = kind_e::request, .path = hash_path};
+    }
+}
+
+void push_course_t::answered(const unit_answer_t& answer, time_point_t now) {
+    if (has_ended()) {
+        return;
+    }
+    if (observer_.cancelled()) {
+        end(push_outcome_e::cancelled, phase_ == phase_e::upload ? "cancelled while uploading" : "cancelled");
+        return;
+    }
+    switch (phase_) {
+    case phase_e::upload:
+        examine_upload(answer, now);
+        break;
+    case phase_e::watch:
+        examine_status(answer, now);
+        break;
+    case phase_e::verify:
+        verify(answer, now);
+        break;
+    default:
+        if (settle_without_page(answer, now)) {
+            return;
+        }
+        if (phase_ == phase_e::hash) {
+            compare_hash(answer, now);
+        } else if (phase_ == phase_e::compat) {
+            check_compat(answer, now);
+        } else {
+            firmware_id_ = trimmed(answer.text);
+            go_on_with(phase_e::compat, now);
+        }
+        break;
+    }
+}
+
+void push_course_t::end(push_outcome_e outcome, std::string reason) {
+    phase_ = phase_e::ended;
+    outcome_ = outcome;
+    reason_ = std::move(reason);
+}
+
+void push_course_t::go_on_with(phase_e phase, time_point_t now) {
+    phase_ = phase;
+    reason_.clear();
+    page_missing_ = false;
+    last_useful_ = now;
+    not_before_ = now;
+}
+
+void push_course_t::ask_again(std::string reason, time_point_t now) {
+    if (now - last_useful_ >= order_.patience) {
+        end(page_missing_ ? push_outcome_e::not_found : push_outcome_e::lost, std::move(reason));
+        return;
+    }
+    reason_ = std::move(reason);
+    not_before_ = std::max(asked_at_ + interval, now);
+}
+
+// Before anything was sent: whether the answer is no page to read, and what that means.
+bool push_course_t::settle_without_page(const unit_answer_t& answer, time_point_t now) {
+    if (answer.fault == fault_e::hopeless || answer.fault == fault_e::given_up) {
+        end(push_outcome_e::lost, answer.text);
+    } else if (answer.fault == fault_e::passing) {
+        ask_again(answer.text, now);
+    } else if (answer.code == 404) {
+        end(push_outcome_e::not_found, "it has no page /cgi-bin/hw_config (404)");
+    } else if (answer.code == 401 || answer.code == 403) {
+        end(push_outcome_e::refused,
+            "it wants another user or password (" + std::to_string(answer.code) + ")");
+    } else if (answer.code != 200) {
+        ask_again("it answered with status " + std::to_string(answer.code), now);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+void push_course_t::compare_hash(const unit_answer_t& answer, time_point_t now) {
+    const auto hash = trimmed(answer.text);
+    if (!std::all_of(hash.begin(), hash.end(), is_digit_of_hash)) {
+        end(push_outcome_e::refused, "its firmware hash is none: " + quoted(answer.text));
+    } else if (equal_digits(hash, order_.image_hash) && !order_.force) {
+        end(push_outcome_e::up_to_date, "it has this firmware");
+    } else {
+        go_on_with(phase_e::id, now);
+    }
+}
+
+void push_course_t::check_compat(const unit_answer_t& answer, time_point_t now) {
+    const auto digits = trimmed(answer.text);
+    unsigned compat = 0;
+    const auto [rest, fault] = std::from_chars(digits.data(), digits.data() + digits.size(), compat);
+    if (fault != std::errc{} || rest != digits.data() + digits.size()) {
+        end(push_outcome_e::refused, "its compatibility is no unsigned number: " + quoted(answer.text));
+    } else if (compat < order_.min_compat) {
+        end(push_outcome_e::refused,
+            "its compatibility " + std::to_string(compat) + " is below " + std::to_string(order_.min_compat));
+    } else {
+        go_on_with(phase_e::upload, now);
+        observer_.report(push_stage_e::uploading, 0);
+    }
+}
+
+void push_course_t::examine_upload(const unit_answer_t& answer, time_point_t now) {
+    if (answer.fault == fault_e::given_up) {
+        end(push_outcome_e::cancelled, answer.text);
+    } else if (answer.fault != fault_e::none) {
+        // It may have got the whole image: sending it once more could disturb an update.
+        end(push_outcome_e::lost, answer.text);
+    } else if (answer.code == 404) {
+        end(push_outcome_e::not_found, "it has no page that takes an image (404)");
+    } else if (contains(answer.text, "unsupported hardware")) {
+        end(push_outcome_e::unsupported_hardware, "the image is not for its hardware");
+    } else if (contains(answer.text, "Busy")) {
+        end(push_outcome_e::busy, "it is updating already");
+    } else if (answer.code == 401 || answer.code == 403) {
+        end(push_outcome_e::refused,
+            "it wants another user or password (" + std::to_string(answer.code) + ")");
+    } else if (answer.code == 200 &&
+               (contains(answer.text, "Complete") || contains(answer.text, "Started"))) {
+        go_on_with(phase_e::watch, now);
+        grace_ends_ = now + order_.grace;
+    } else {
+        end(push_outcome_e::error,
+            "it answered the image with status " + std::to_string(answer.code) + ", " + quoted(answer.text));
+    }
+}
+
+void push_course_t::examine_status(const unit_answer_t& answer, time_point_t now) {
+    page_missing_ = answer.fault == fault_e::none && answer.code == 404;
+    if (answer.fault != fault_e::none) {
+        ask_again(answer.text, now);
+        return;
+    }
+    if (answer.code != 200) {
+        ask_again("it answered with status " + std::to_string(answer.code), now);
+        return;
+    }
+    auto status = read_status_answer(answer.text);
+    if (!status) {
+        ask_again("its status file is empty, cut off or of another shape", now);
+        return;
+    }
+    last_useful_ = now;
+    reason_.clear();
+    not_before_ = std::max(asked_at_ + interval, now);
+    detail_ = std::move(status->detail);
+    observer_.report(stage_of(status->state), status->progress);
+    if (status->state == "idle" || status->state == "error" || status->state == "complete") {
+        watch_ends(status->state, now);
+    } else {
+        has_moved_ = true;
+    }
+}
+
+void push_course_t::watch_ends(std::string_view state, time_point_t now) {
+    // Right after the upload the file may be that of an earlier update.
+    const bool may_be_old = state == "idle" || !order_.image_hash.empty();
+    if (!has_moved_ && may_be_old && now < grace_ends_) {
+        return;
+    }
+    const bool can_verify = !order_.image_hash.empty();
+    if (state == "error") {
+        end(push_outcome_e::error, detail_.empty() ? "it reports an error" : "it reports: " + detail_);
+    } else if (can_verify && (state == "idle" || order_.await_return)) {
+        was_complete_ = state == "complete";
+        go_on_with(phase_e::verify, now);
+    } else if (state == "complete") {
+        end(push_outcome_e::complete, "");
+    } else {
+        end(push_outcome_e::error, has_moved_ ? "it went idle without completing" : "no update began");
+    }
+}
+
+// Idle after an upload: a unit whose "complete" nobody saw has rebooted and runs the image.
+void push_course_t::verify(const unit_answer_t& answer, time_point_t now) {
+    const bool is_answer = answer.fault == fault_e::none && answer.code == 200;
+    if (is_answer && equal_digits(trimmed(answer.text), order_.image_hash)) {
+        end(push_outcome_e::complete, "");
+    } else if (is_answer && !was_complete_) {
+        end(push_outcome_e::error,
+            has_moved_ ? "it went idle without completing" : "it took the image and did nothing");
+    } else {
+        ask_again(is_answer
+                      ? "it does not run the image yet"
+                      : "it has not come back: " + (answer.text.empty() ? "no answer" : quoted(answer.text)),
+                  now);
+    }
+}
+
+}  // namespace firmware

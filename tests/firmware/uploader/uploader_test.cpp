@@ -1,0 +1,190 @@
+#include "firmware/uploader/uploader.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using firmware::push_outcome_e;
+using firmware::push_stage_e;
+using firmware::unit_answer_t;
+using fault_e = unit_answer_t::fault_e;
+
+constexpr const char* status_path = "/fw_status.xml";
+constexpr const char* hash_path = "/cgi-bin/hw_config?firmware_hash";
+const unit_answer_t no_answer{0, "connection refused", fault_e::passing};
+
+unit_answer_t status(const std::string& state, int progress = 0) {
+    return {200, "<status><state>" + state + "</state><progress>" + std::to_string(progress) +
+                     "</progress><detail>D</detail></status>"};
+}
+
+/// Answers each path from a script, its last answer again and again, on a clock of its own.
+class scripted_unit_t : public firmware::uploader_t, public firmware::uploader_observer_intf_t {
+  public:
+    std::map<std::string, std::deque<unit_answer_t>> answers{
+        {hash_path, {{200, "0a0a\n"}}},
+        {"/cgi-bin/hw_config?firmware_id", {{200, "base 1.0"}}},
+        {"/cgi-bin/hw_config?fw_compat", {{200, " 4\r\n"}}},
+        {"upload", {{200, "Started\n"}}},
+        {status_path, {status("initializing"), status("fw_write", 50), status("complete", 100)}}};
+    firmware::push_order_t order{.image_hash = "ABCD", .patience = 10s, .grace = 5s};
+    std::vector<std::string> asked;
+    std::string reports;
+    std::size_t cancel_after = 1000;  // operations
+    time_point_t time{};
+    bool unsupported = false;
+    std::string reason;
+
+    push_outcome_e run() {
+        const auto result = push(order, *this, unsupported);
+        reason = result.reason;
+        return result.outcome;
+    }
+    void report(push_stage_e stage, int value) override {
+        reports += std::to_string(static_cast<int>(stage)) + ":" + std::to_string(value) + " ";
+    }
+    bool cancelled() override { return asked.size() >= cancel_after; }
+    [[nodiscard]] auto seconds() const {
+        return std::chrono::duration_cast<std::chrono::seconds>(time.time_since_epoch()).count();
+    }
+
+  private:
+    unit_answer_t request(const std::string& path) override {
+        asked.push_back(path);
+        auto& script = answers.at(path);
+        auto answer = script.front();
+        if (script.size() > 1) {
+            script.pop_front();
+        }
+        return answer;
+    }
+    unit_answer_t upload(firmware::uploader_observer_intf_t& /*observer*/) override {
+        return request("upload");
+    }
+    time_point_t now() override { return time; }
+    void pause(std::chrono::nanoseconds length) override { time += length; }
+};
+
+TEST(uploader, asks_uploads_and_watches_once_a_second) {
+    scripted_unit_t unit;
+    unit.order.min_compat = 4;
+    EXPECT_EQ(unit.run(), push_outcome_e::complete);
+    EXPECT_EQ(unit.asked, (std::vector<std::string>{hash_path, "/cgi-bin/hw_config?firmware_id",
+                                                    "/cgi-bin/hw_config?fw_compat", "upload", status_path,
+                                                    status_path, status_path}));
+    EXPECT_EQ(unit.reports, "0:-1 1:0 0:0 3:50 4:100 ");
+    EXPECT_EQ(unit.seconds(), 2);
+    EXPECT_FALSE(unit.unsupported);
+}
+
+TEST(uploader, sends_nothing_to_a_unit_that_should_not_have_it) {
+    const auto outcome_of = [](const std::string& path, const unit_answer_t& answer) {
+        scripted_unit_t unit;
+        unit.order.min_compat = 4;
+        unit.answers[path] = {answer};
+        const auto outcome = unit.run();
+        EXPECT_EQ(std::count(unit.asked.begin(), unit.asked.end(), "upload"), 0) << answer.text;
+        return outcome;
+    };
+    EXPECT_EQ(outcome_of(hash_path, {200, "abcd"}), push_outcome_e::up_to_date);
+    EXPECT_EQ(outcome_of(hash_path, {200, "<html>"}), push_outcome_e::refused);
+    EXPECT_EQ(outcome_of(hash_path, {404, ""}), push_outcome_e::not_found);
+    EXPECT_EQ(outcome_of(hash_path, {401, ""}), push_outcome_e::refused);
+    EXPECT_EQ(outcome_of(hash_path, {0, "no such name", fault_e::hopeless}), push_outcome_e::lost);
+    EXPECT_EQ(outcome_of("/cgi-bin/hw_config?firmware_id", no_answer), push_outcome_e::lost);
+    for (const std::string compat : {"3", "-1", "4294967296", "", "4x", "four"}) {
+        EXPECT_EQ(outcome_of("/cgi-bin/hw_config?fw_compat", {200, compat}), push_outcome_e::refused)
+            << compat;
+    }
+    scripted_unit_t forced;
+    forced.order.force = true;
+    forced.answers[hash_path] = {{200, "abcd"}};
+    EXPECT_EQ(forced.run(), push_outcome_e::complete);
+}
+
+TEST(uploader, examines_what_the_unit_makes_of_the_image) {
+    const auto outcome_of = [](const unit_answer_t& answer, bool unsupported = false) {
+        scripted_unit_t unit;
+        unit.answers["upload"] = {answer};
+        const auto outcome = unit.run();
+        EXPECT_EQ(unit.unsupported, unsupported);
+        EXPECT_EQ(std::count(unit.asked.begin(), unit.asked.end(), "upload"), 1) << "never sent twice";
+        return outcome;
+    };
+    EXPECT_EQ(outcome_of({200, "Upload Complete"}), push_outcome_e::complete);
+    EXPECT_EQ(outcome_of({503, "Busy"}), push_outcome_e::busy);
+    EXPECT_EQ(outcome_of({200, "unsupported hardware"}, true), push_outcome_e::unsupported_hardware);
+    EXPECT_EQ(outcome_of({404, "Complete nonsense"}), push_outcome_e::not_found);
+    EXPECT_EQ(outcome_of({500, "Started"}), push_outcome_e::error);
+    EXPECT_EQ(outcome_of({200, ""}), push_outcome_e::error);
+    EXPECT_EQ(outcome_of(no_answer), push_outcome_e::lost);
+    EXPECT_EQ(outcome_of({0, "the image changed", fault_e::given_up}), push_outcome_e::cancelled);
+}
+
+TEST(uploader, knows_how_the_watch_ended) {
+    const auto run = [](std::deque<unit_answer_t> statuses,
+                        std::deque<unit_answer_t> hashes = {{200, "0a"}}) {
+        scripted_unit_t unit;
+        unit.answers[status_path] = std::move(statuses);
+        unit.answers[hash_path] = std::move(hashes);
+        const auto outcome = unit.run();
+        return std::string{name_of(outcome)} + " " + std::to_string(unit.seconds());
+    };
+    const auto writing = status("fw_write", 1);
+    EXPECT_EQ(run({writing, status("error")}), "error 1");
+    EXPECT_EQ(run({writing, status("idle")}), "error 1");
+    // It completed and rebooted between two looks.
+    EXPECT_EQ(run({writing, no_answer, status("idle")}, {{200, "0a"}, {200, "abcd"}}), "complete 2");
+    // Right after the upload: the end of an earlier update, and a unit that has not begun yet.
+    EXPECT_EQ(run({status("error"), status("complete"), writing, status("complete")}), "complete 3");
+    EXPECT_EQ(run({status("idle"), status("idle"), writing, status("complete")}), "complete 3");
+    EXPECT_EQ(run({status("idle")}), "error 5");
+    EXPECT_EQ(run({status("error")}), "error 5");
+    // Useless answers are asked again, until patience is up.
+    const unit_answer_t empty{200, ""};
+    EXPECT_EQ(run({empty, {500, ""}, {404, ""}, empty, no_answer, writing, status("complete")}),
+              "complete 6");
+    EXPECT_EQ(run({writing, empty}), "lost 10");
+    EXPECT_EQ(run({writing, {404, ""}}), "not_found 10");
+}
+
+TEST(uploader, waits_for_the_return_of_a_unit_on_request) {
+    scripted_unit_t unit;
+    unit.order.await_return = true;
+    unit.answers[hash_path] = {{200, "0a"}, {200, "0a"}, no_answer, no_answer, {200, "abcd"}};
+    EXPECT_EQ(unit.run(), push_outcome_e::complete);
+    EXPECT_EQ(unit.seconds(), 5);
+    scripted_unit_t gone;
+    gone.order.await_return = true;
+    gone.answers[hash_path] = {{200, "0a"}, no_answer};
+    EXPECT_EQ(gone.run(), push_outcome_e::lost);
+}
+
+TEST(uploader, watches_without_sending) {
+    scripted_unit_t unit;
+    unit.order.image_hash.clear();
+    unit.answers[status_path] = {status("idle"), status("fw_write"), status("idle")};
+    EXPECT_EQ(unit.run(), push_outcome_e::error);
+    EXPECT_EQ(unit.asked.size(), 3U);
+    unit.answers[status_path] = {status("complete")};
+    EXPECT_EQ(unit.run(), push_outcome_e::complete);
+}
+
+TEST(uploader, can_be_cancelled_at_every_step) {
+    for (std::size_t operations = 0; operations < 7; ++operations) {
+        scripted_unit_t unit;
+        unit.cancel_after = operations;
+        EXPECT_EQ(unit.run(), push_outcome_e::cancelled);
+        EXPECT_EQ(unit.asked.size(), operations);
+        EXPECT_EQ(unit.reason, operations == 4 ? "cancelled while uploading" : "cancelled");
+    }
+}
+
+}  // namespace
