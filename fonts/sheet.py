@@ -81,20 +81,22 @@ class Sheet:
         self.canvas.text(self.fonts["default"], self.x, self.y, text, paint_cell=False)
         self.y += 11
 
-    def panel(self, rows: list[str], percent: int | None = None, title: tuple[str, int, str] | None = None) -> None:
-        """One screen of the LCD: up to four rows of text, a bar in row 2, a title in a rule in row 0."""
+    def panel(self, rows: list[str], percent: int | None = None, font: str = "text", rule: bool = False) -> None:
+        """One screen of the LCD: rows of text in a font (tabs at its start are columns), a bar in row 2, a rule that
+        the first row is written over."""
         canvas, x, y = self.canvas, self.x, self.y
         canvas.fill(x, y, PANEL_WIDTH, PANEL_HEIGHT, PAPER)
+        if rule:
+            canvas.fill(x, y + 7, PANEL_WIDTH, 1, INK)
+        height = self.fonts[font].height
         for row, text in enumerate(rows):
-            canvas.text(self.fonts["text"], x, y + 16 * row, text)
+            column = len(text) - len(text.lstrip("\t"))
+            top = min(height * row, PANEL_HEIGHT - height)  # a row that would end below the screen moves up
+            canvas.text(self.fonts[font], x + 8 * column, y + top, text.lstrip("\t"))
         if percent is not None:
             canvas.fill(x + 4, y + 34, 232, 13, INK)
             canvas.fill(x + 5, y + 35, 230, 11, PAPER)
             canvas.fill(x + 7, y + 37, percent * 225 // 100 + 1, 7, INK)
-        if title is not None:
-            font, column, text = title
-            canvas.fill(x, y + 7, PANEL_WIDTH, 1, INK)
-            canvas.text(self.fonts[font], x + 8 * column, y, text)
         self.advance(PANEL_HEIGHT)
 
     def grid(self, name: str, pitch: int) -> None:
@@ -143,12 +145,14 @@ def draw(fonts: dict[str, bdf.Font]) -> Canvas:
     ])
     sheet.next_column()
     sheet.heading("The panel, 240 x 64")
-    sheet.panel(["----- UPDATING FIRMWARE -----", "Initializing", "", "Please wait..."], percent=0)
-    sheet.panel(["----- UPDATING FIRMWARE -----", " Writing Firmware", "", "Please wait..."], percent=64)
-    sheet.panel(["", "Finished. Rebooting...", "", "Please wait..."], percent=100)
-    sheet.panel(["", "A: Line input 1-8", "B: Mic/Line 4", "C: Amplifier 70 V"], title=("title", 9, " CARD SLOTS "))
-    sheet.panel(["", "IP ADDR: 192.168.100.57", "NETMASK: 255.255.255.0", "GATEWAY: 192.168.100.1"],
-                title=("text", 11, " NETWORK "))
+    title = "----- UPDATING FIRMWARE -----"
+    sheet.panel([title, "Initializing", "", "Checking the image"], percent=0)
+    sheet.panel([title, "Writing Firmware", "", "Block 6 of 9"], percent=64)
+    sheet.panel([title, "Finished. Rebooting...", "", "Block 9 of 9"], percent=100)
+    sheet.panel(["\t" * 9 + " CARD SLOTS ", "A: Input gallery", "B: Output gypsum", "C: Telephone jpqy", "D: Bridge"],
+                font="title", rule=True)
+    sheet.panel(["\t" * 11 + "CONTROL", "IP ADDR: 192.168.100.57", "NETMASK: 255.255.255.0", "GATEWAY: 192.168.100.1"],
+                rule=True)
     sheet.heading("Default 8 x 8")
     sheet.grid("default", 10)
     sheet.lines("default", ["Sphinx of black quartz, judge", "HEAVY BOXES PERFORM: 37%"])
