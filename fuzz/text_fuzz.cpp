@@ -105,16 +105,16 @@ void check_utf8(std::string_view text) {
 
 void check_widths(const std::string& text) {
     const auto& graphics = io::graphics();
-    const int to_line_end = graphics.text_width(text, 0);
-    const int to_word_end = graphics.text_width(text, 1);
-    const int widest = graphics.text_width(text, 2);
+    const int to_line_end = graphics.text_width(text, io::text_extent_e::to_line_end);
+    const int to_word_end = graphics.text_width(text, io::text_extent_e::to_word_end);
+    const int widest = graphics.text_width(text, io::text_extent_e::widest_of_lines);
     fuzz::require(to_word_end >= 0 && to_word_end <= to_line_end && to_line_end <= widest,
                   "a word is no wider than its line, a line no wider than the widest");
     const auto fitting = io::shortened_to_fit(graphics.font(), text);
     fuzz::require(fitting.size() <= text.size() + 3, "a text that is shortened grows by its dots at most");
 }
 
-void show_screen(int which, int number, const std::string& text) {
+bool show_screen(int which, int number, const std::string& text) {
     switch (which) {
     case 0:
         return screens_t::clear_for_text();

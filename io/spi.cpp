@@ -1,8 +1,8 @@
 #include "io/spi.h"
 
 #include "io/mmio.h"
+#include "io/refusal.h"
 #include "io/spi_regs.h"
-#include "platform/console.h"
 
 namespace io {
 
@@ -11,11 +11,6 @@ namespace regs = spi_regs;
 namespace {
 
 constexpr int poll_budget = 100'000;
-
-bool refuse(const char* reason) {
-    zel::console_line_t{} << reason;
-    return false;
-}
 
 // In 1/128 of 2.083333 MHz. The product wraps above 33.5 MHz, beyond what the controller is asked for.
 constexpr std::uint32_t rate_value(std::uint32_t bit_rate) {

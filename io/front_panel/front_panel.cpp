@@ -5,6 +5,7 @@
 #include "io/lcd/graphics.h"
 #include "io/lcd/lcd_bus.h"
 #include "io/mmio.h"
+#include "io/refusal.h"
 #include "platform/console.h"
 #include "platform/identity.h"
 #include "platform/log.h"
@@ -24,17 +25,6 @@ constexpr std::uint32_t panel_bit_rate = 10'000'000;
 constexpr std::uint32_t lcd_bit_rate = 30'000'000;
 constexpr std::uint16_t status_request = 0xC000;
 constexpr std::uint32_t large_base_unit = 7;  ///< platform id; no LED image is made on this one
-
-template <typename value_t>
-bool refuse(const char* reason, value_t value) {
-    zel::console_line_t{} << reason << value;
-    return false;
-}
-
-bool refuse(const char* reason) {
-    zel::console_line_t{} << reason;
-    return false;
-}
 
 // What an LCD transfer has on the wire besides its bytes, in transmit words. The same every time but for
 // `data_byte`, which tells data from a command.
@@ -156,36 +146,36 @@ std::byte* front_panel_t::counter(std::size_t counters, unsigned button) const {
     return shared_ == nullptr ? nullptr : shared_ + counters + std::size_t{4} * button;
 }
 
-bool front_panel_t::get_press_count(unsigned button, std::uint32_t& count) const {
-    const auto* const word = counter(regs::button_presses, button);
+bool front_panel_t::read_counter(std::size_t counters, unsigned button, std::uint32_t& count) const {
+    const auto* const word = counter(counters, button);
     if (word != nullptr) {
         count = mmio::read32(word);
     }
     return word != nullptr;
+}
+
+bool front_panel_t::write_counter(std::size_t counters, unsigned button, std::uint32_t count) {
+    auto* const word = counter(counters, button);
+    if (word != nullptr) {
+        mmio::write32(word, count);
+    }
+    return word != nullptr;
+}
+
+bool front_panel_t::get_press_count(unsigned button, std::uint32_t& count) const {
+    return read_counter(regs::button_presses, button, count);
 }
 
 bool front_panel_t::set_press_count(unsigned button, std::uint32_t count) {
-    auto* const word = counter(regs::button_presses, button);
-    if (word != nullptr) {
-        mmio::write32(word, count);
-    }
-    return word != nullptr;
+    return write_counter(regs::button_presses, button, count);
 }
 
 bool front_panel_t::get_release_count(unsigned button, std::uint32_t& count) const {
-    const auto* const word = counter(regs::button_releases, button);
-    if (word != nullptr) {
-        count = mmio::read32(word);
-    }
-    return word != nullptr;
+    return read_counter(regs::button_releases, button, count);
 }
 
 bool front_panel_t::set_release_count(unsigned button, std::uint32_t count) {
-    auto* const word = counter(regs::button_releases, button);
-    if (word != nullptr) {
-        mmio::write32(word, count);
-    }
-    return word != nullptr;
+    return write_counter(regs::button_releases, button, count);
 }
 
 bool front_panel_t::set_slot_channel_state(int slot, int channel, std::uint32_t state) {

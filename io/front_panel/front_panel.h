@@ -70,6 +70,8 @@ class front_panel_t : public system_t, public front_panel_screens_t {
     void set_up_spi(std::uint32_t bit_count, std::uint32_t bit_rate);
     /// The counter of a button; null, after a line on standard output, for a button that there is not.
     [[nodiscard]] std::byte* counter(std::size_t counters, unsigned button) const;
+    bool read_counter(std::size_t counters, unsigned button, std::uint32_t& count) const;
+    bool write_counter(std::size_t counters, unsigned button, std::uint32_t count);
 
     std::byte* control_ = nullptr;
     std::byte* shared_ = nullptr;  ///< area C of the I/O shared region

@@ -13,7 +13,8 @@ namespace io {
 namespace drawing_mode {
 inline constexpr std::uint32_t inverse = 1u << 0;  ///< ink and paper swap, in fills, lines and text
 inline constexpr std::uint32_t no_wrap = 1u << 1;
-/// Every further line is aligned as the first, without its leading spaces and tabs.
+/// Every further line is aligned as the first, without its leading spaces and tabs. The bit is part of
+/// align_right (all of it) and of align_centre: only left-aligned text can be without.
 inline constexpr std::uint32_t align_every_line = 1u << 3;
 inline constexpr std::uint32_t align_horizontally = 3u << 2;
 inline constexpr std::uint32_t align_left = 1u << 2;

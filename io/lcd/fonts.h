@@ -9,7 +9,8 @@ namespace io {
 extern const font_t default_font;
 
 /// 8 x 13, fixed pitch, characters 32..127: titles over a rule, and the slot names below them. The lowest row
-/// of every symbol is blank, because the fourth name stands one line higher than its row: the screen ends there.
+/// of every symbol is blank, because the fourth name stands one line higher than its row: the screen ends
+/// there.
 extern const font_t title_font;
 
 /// 8 x 16, proportional, characters 32..127: everything that is read. The lowest row of every symbol is

@@ -1,6 +1,5 @@
 #include "io/lcd/graphics.h"
 
-#include "io/lcd/text_layout.h"
 #include "io/lcd/text_painter.h"
 
 #include <algorithm>
@@ -144,15 +143,8 @@ void graphics_t::set_pixel_pos(int x, int y) {
     context().cursor = on_screen(x, y);
 }
 
-int graphics_t::text_width(std::string_view text, int mode) const {
-    switch (mode) {
-    case 0:
-        return io::text_width(font(), text, text_extent_e::to_line_end);
-    case 1:
-        return io::text_width(font(), text, text_extent_e::to_word_end);
-    default:
-        return io::text_width(font(), text, text_extent_e::widest_of_lines);
-    }
+int graphics_t::text_width(std::string_view text, text_extent_e extent) const {
+    return io::text_width(font(), text, extent);
 }
 
 void graphics_t::draw_string(std::string_view text) {

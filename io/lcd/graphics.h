@@ -3,6 +3,7 @@
 #include "io/lcd/drawing_context.h"
 #include "io/lcd/frame_buffer.h"
 #include "io/lcd/lcd_controller.h"
+#include "io/lcd/text_layout.h"
 
 #include <array>
 #include <cstddef>
@@ -70,9 +71,8 @@ class graphics_t {
     void set_text_pos(int column, int row);
     /// @param y  the bottom line of the characters' cells.
     void set_pixel_pos(int x, int y);
-    /// Width in pixels. Mode 0: up to the first line end or tab; 1: also up to the first space; 2: the widest
-    /// line, a tab counted as 8 pixels.
-    [[nodiscard]] int text_width(std::string_view text, int mode) const;
+    /// Width in pixels in the current font (io/lcd/text_layout.h).
+    [[nodiscard]] int text_width(std::string_view text, text_extent_e extent) const;
     /// Draws UTF-8 text at the cursor and moves it behind (io/lcd/text_painter.h). Characters that the font
     /// cannot draw are skipped.
     void draw_string(std::string_view text);

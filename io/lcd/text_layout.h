@@ -18,12 +18,13 @@ namespace io {
 
 /// Up to where a text is measured.
 enum class text_extent_e {
-    to_line_end,     ///< up to the first line end or tab
-    to_word_end,     ///< up to the first space, line end or tab
-    widest_of_lines  ///< all lines, a tab counted as 8 pixels
+    to_line_end = 0,     ///< up to the first line end or tab
+    to_word_end = 1,     ///< up to the first space, line end or tab
+    widest_of_lines = 2  ///< all lines, a tab counted as 8 pixels
 };
 
-/// Characters that the font cannot draw count nothing.
+/// A carriage return begins its line anew: the wider of what stands before and behind it counts. Characters
+/// that the font cannot draw count nothing.
 [[nodiscard]] int text_width(const font_t& font, std::string_view text, text_extent_e extent);
 
 /// The width of a text's first line when it is broken where it leaves `room`.

@@ -3,9 +3,11 @@
 #include "io/keypad/keypad_update.h"
 #include "io/lcd/fonts.h"
 #include "io/lcd/graphics.h"
+#include "io/lcd/status_rows.h"
 #include "io/mmio.h"
 #include "io/page_station/page_station_lcd.h"
 #include "io/page_station/page_station_regs.h"
+#include "io/refusal.h"
 #include "platform/console.h"
 #include "platform/log.h"
 #include "platform/paths.h"
@@ -22,8 +24,13 @@ namespace {
 namespace regs = page_station_regs;
 namespace control_bits = page_station_regs::control_bits;
 
-constexpr int row_height = 21;
-constexpr int last_row = 2;
+// A text's band begins on the row's second line, and its last line is the next row's first.
+constexpr status_rows_t rows{{.last_row = 2,
+                              .height = 21,
+                              .first_text = 1,
+                              .frame_bottom = 19,
+                              .bar_bottom = 16,
+                              .follows_font = false}};
 
 constexpr int start_backlight = -64;
 constexpr std::chrono::milliseconds keypad_reset_time{10};
@@ -52,22 +59,14 @@ std::uint8_t received(const spi_t& spi, std::size_t byte) {
     return static_cast<std::uint8_t>(spi.receive.at(byte / 2) >> (byte % 2 == 0 ? 8 : 0));
 }
 
-/// Top line of a row. What lies above the screen is drawn on the screen's first line, from however far.
-int top_of(int row) {
-    constexpr int far_above = -100;
-    return std::max(row, far_above) * row_height;
-}
-
 }  // namespace
 
 bool page_station_t::init(bool full) {
     if (!is_page_station()) {
-        zel::console_line_t{} << "this is not a page station";
-        return false;
+        return refuse("this is not a page station");
     }
     if (!ready()) {
-        zel::console_line_t{} << "FPGA base address not initialized";
-        return false;
+        return refuse("FPGA base address not initialized");
     }
     if (!initialise(full)) {
         return false;
@@ -116,8 +115,7 @@ bool page_station_t::set_backlight(int value) {
     constexpr int lowest = -128;
     constexpr int highest = 127;
     if (value < lowest || value > highest) {
-        zel::console_line_t{} << "invalid LCD backlight value: " << value;
-        return false;
+        return refuse("invalid LCD backlight value: ", value);
     }
     return change_control(control_bits::backlight, static_cast<std::uint32_t>(value));
 }
@@ -200,8 +198,7 @@ bool page_station_t::set_led_b(int index, bool on, bool send) {
 
 bool page_station_t::set_led(led_bank_t& bank, int index, bool on, bool send) {
     if (index < 0 || index >= led_count) {
-        zel::console_line_t{} << "invalid keypad LED: " << index;
-        return false;
+        return refuse("invalid keypad LED: ", index);
     }
     // LEDs 0 to 31 go across the first four bytes, lowest bits first; the last one has a byte of its own.
     const auto led = static_cast<unsigned>(index);
@@ -229,44 +226,11 @@ bool page_station_t::send_leds() {
 }
 
 bool page_station_t::draw_text(int row, std::string_view text, bool centred) {
-    if (row > last_row) {
-        return false;
-    }
-    auto& lcd = graphics();
-    const int top = top_of(row);
-    lcd.begin_update();
-    lcd.fill_rect(0, top + 1, graphics_t::width - 1, top + row_height, graphics_t::paper);
-    // Text wider than the screen wraps around to the right edge: positions have eight bits.
-    const int x = centred ? (graphics_t::width - lcd.text_width(text, 2)) / 2 & 0xFF : 0;
-    lcd.set_pixel_pos(x, top + row_height);
-    lcd.draw_string(text);
-    lcd.end_update();
-    return true;
+    return rows.draw_text(row, text, centred);
 }
 
 bool page_station_t::draw_progress(int row, int percent) {
-    constexpr int frame_left = 4;
-    constexpr int frame_right = 235;
-    constexpr int frame_top = 2;
-    constexpr int frame_bottom = 19;
-    constexpr int bar_left = 7;
-    constexpr int bar_length = 225;
-    if (row > last_row) {
-        return false;
-    }
-    auto& lcd = graphics();
-    const int y = top_of(row);
-    lcd.begin_update();
-    lcd.fill_rect(0, y, graphics_t::width - 1, y + row_height - 1, graphics_t::paper);
-    lcd.fill_rect(frame_left, y + frame_top, frame_right, y + frame_top, graphics_t::ink);
-    lcd.fill_rect(frame_left, y + frame_bottom, frame_right, y + frame_bottom, graphics_t::ink);
-    lcd.fill_rect(frame_left, y + frame_top, frame_left, y + frame_bottom, graphics_t::ink);
-    lcd.fill_rect(frame_right, y + frame_top, frame_right, y + frame_bottom, graphics_t::ink);
-    const auto bar_right = bar_left + std::int64_t{percent} * bar_length / 100;
-    lcd.fill_rect(bar_left, y + 5, static_cast<int>(std::clamp<std::int64_t>(bar_right, 0, 239)), y + 16,
-                  graphics_t::ink);
-    lcd.end_update();
-    return true;
+    return rows.draw_progress(row, percent);
 }
 
 bool page_station_t::read_register(std::size_t offset, std::uint32_t& word) const {

@@ -57,13 +57,8 @@ class page_station_t : public control_t {
     /// Hands the LED image over to the keypad controller; one SPI transfer.
     bool send_leds();
 
-    /// @param row      0..2. A negative one is not refused; it falls on the screen's first line.
-    /// @param text     UTF-8
-    /// @param centred  by the widest line; a text wider than the screen starts at its negative position
-    ///                 modulo 256 (-32 is 224) and goes on below.
-    /// @return false, with nothing drawn, for a row above 2.
+    /// Rows 0..2 of 21 lines each (io/lcd/status_rows.h).
     bool draw_text(int row, std::string_view text, bool centred);
-    /// Row and result as above.
     /// @param percent  0..100
     bool draw_progress(int row, int percent);
 
