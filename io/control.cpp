@@ -2,8 +2,8 @@
 
 #include "io/control_regs.h"
 #include "io/mmio.h"
+#include "io/refusal.h"
 #include "io/sysfs_file.h"
-#include "platform/console.h"
 #include "platform/log.h"
 #include "platform/paths.h"
 
@@ -21,6 +21,10 @@ namespace {
 
 constexpr const char* gpio_line = "113";
 
+zel::scope_logger error() {
+    return {"drv_io", zel::log_level_e::error};
+}
+
 bool platform_is_one_of(std::initializer_list<std::uint32_t> ids) {
     return std::ranges::find(ids, system_t::platform_id()) != ids.end();
 }
@@ -34,13 +38,12 @@ std::optional<int> read_gpio_line() {
     const auto value =
         sysfs_file::read_integer(std::string{zel::paths::gpio_line_prefix} + gpio_line + "/value");
     if (!value) {
-        zel::scope_logger{"drv_io", zel::log_level_e::error}
-            << "driver_lib::io_control_t -- could not read gpio value file";
+        error() << "driver_lib::io_control_t -- could not read gpio value file";
     }
     return value;
 }
 
-bool read_unit_register(std::size_t offset, std::uint32_t& word) {
+bool read_register(std::size_t offset, std::uint32_t& word) {
     if (!system_t::ready()) {
         return false;
     }
@@ -48,7 +51,7 @@ bool read_unit_register(std::size_t offset, std::uint32_t& word) {
     return true;
 }
 
-bool write_unit_register(std::size_t offset, std::uint32_t word) {
+bool write_register(std::size_t offset, std::uint32_t word) {
     if (!system_t::ready()) {
         return false;
     }
@@ -56,14 +59,14 @@ bool write_unit_register(std::size_t offset, std::uint32_t word) {
     return true;
 }
 
-bool change_unit_register(std::size_t offset, field_t field, std::uint32_t value) {
+bool change_register(std::size_t offset, field_t field, std::uint32_t value) {
     std::uint32_t word = 0;
-    return read_unit_register(offset, word) && write_unit_register(offset, field.set(word, value));
+    return read_register(offset, word) && write_register(offset, field.set(word, value));
 }
 
-bool read_unit_bit(std::size_t offset, field_t field, bool& state) {
+bool read_bit(std::size_t offset, field_t field, bool& state) {
     std::uint32_t word = 0;
-    if (!read_unit_register(offset, word)) {
+    if (!read_register(offset, word)) {
         return false;
     }
     state = field.get(word) != 0;
@@ -77,27 +80,20 @@ bool control_t::initialise(bool /*full*/) {
         return initialise_gpio();
     }
     if (!ready()) {
-        zel::console_line_t{} << "FPGA base address not initialized";
-        return false;
+        return refuse("FPGA base address not initialized");
     }
-    if (!spi_.set_base(fpga_base() + regs::controller_block)) {
-        return false;
-    }
-    fans_and_lamps_ = fpga_base() + regs::fan_and_lamp_block;
-    shared_temperature_ = shared_area_c() + regs::shared_temperature;
-    return true;
+    shared_status_ = shared_area_c() + regs::shared_status;
+    return spi_.set_base(fpga_base() + regs::controller_block);
 }
 
 // A line that is still exported from an earlier run is given back first.
 bool control_t::initialise_gpio() {
     if (!sysfs_file::write(zel::paths::gpio_unexport, gpio_line)) {
-        zel::scope_logger{"drv_io", zel::log_level_e::error}
-            << "driver_lib::io_control_t -- could not open gpio unexport file";
+        error() << "driver_lib::io_control_t -- could not open gpio unexport file";
         return false;
     }
     if (!sysfs_file::write(zel::paths::gpio_export, gpio_line)) {
-        zel::scope_logger{"drv_io", zel::log_level_e::error}
-            << "driver_lib::io_control_t -- could not open gpio export file";
+        error() << "driver_lib::io_control_t -- could not open gpio export file";
         return false;
     }
     return true;
@@ -105,25 +101,23 @@ bool control_t::initialise_gpio() {
 
 bool control_t::set_alert_duty_cycle(unsigned percent) {
     if (percent > 100) {
-        zel::console_line_t{} << "invalid alert duty cycle: " << percent << "%";
-        return false;
+        return refuse("invalid alert duty cycle: ", percent, "%");
     }
     const int value = (static_cast<int>(percent) * 4095 + 50) / 100 - 2048;
-    return change_unit_register(regs::alert, regs::alert_duty_cycle, static_cast<std::uint32_t>(value));
+    return change_register(regs::alert, regs::alert_duty_cycle, static_cast<std::uint32_t>(value));
 }
 
 bool control_t::set_alert_frequency(std::uint32_t hz) {
     constexpr std::uint64_t reference = 133'333'334;
     const auto value = ((std::uint64_t{hz} << 25) + reference / 2) / reference;
     if (value < 1 || value > regs::alert_frequency.mask()) {
-        zel::console_line_t{} << "invalid alert frequency: " << hz << "Hz";
-        return false;
+        return refuse("invalid alert frequency: ", hz, "Hz");
     }
-    return change_unit_register(regs::alert, regs::alert_frequency, static_cast<std::uint32_t>(value));
+    return change_register(regs::alert, regs::alert_frequency, static_cast<std::uint32_t>(value));
 }
 
 bool control_t::set_alert_enable(bool on) {
-    return change_unit_register(regs::alert, regs::alert_enable, on ? 1 : 0);
+    return change_register(regs::alert, regs::alert_enable, on ? 1 : 0);
 }
 
 bool control_t::set_lamp_brightness(int lamp, double percent) {
@@ -131,23 +125,16 @@ bool control_t::set_lamp_brightness(int lamp, double percent) {
         return true;
     }
     if (lamp != 0 && lamp != 1) {
-        zel::console_line_t{} << "invalid lamp: " << lamp;
-        return false;
+        return refuse("invalid lamp: ", lamp);
     }
     if (!(percent >= 10 && percent <= 100)) {
-        zel::console_line_t{} << "invalid lamp brightness percentage: " << percent << "%";
-        return false;
-    }
-    if (fans_and_lamps_ == nullptr) {
-        return false;
+        return refuse("invalid lamp brightness percentage: ", percent, "%");
     }
     // From 2^13 - 1 at 10 % up to 2^18 - 2 at 100 %: equal steps look equally bright.
     constexpr double dimmest = 8191;
     constexpr double range = 3.4658541658588717;  // ln(262143 / 8191)
     const auto value = static_cast<int>(dimmest * std::exp((percent - 10) / 90 * range));
-    mmio::write32(fans_and_lamps_ + regs::lamp_brightness[lamp],
-                  static_cast<std::uint32_t>(value - 0x20000) & 0x3FFFF);
-    return true;
+    return write_register(regs::lamp_brightness[lamp], static_cast<std::uint32_t>(value - 0x20000) & 0x3FFFF);
 }
 
 bool control_t::get_fan_speed(int fan, std::uint32_t& rpm) {
@@ -156,14 +143,14 @@ bool control_t::get_fan_speed(int fan, std::uint32_t& rpm) {
         return true;
     }
     if (fan != 0 && fan != 1) {
-        zel::console_line_t{} << "invalid fan: " << fan;
-        return false;
+        return refuse("invalid fan: ", fan);
     }
-    if (fans_and_lamps_ == nullptr) {
+    std::uint32_t word = 0;
+    if (!read_register(regs::fan_tachometer[fan], word)) {
         return false;
     }
     constexpr std::uint32_t overflow = 1U << 21;
-    const auto period = (mmio::read32(fans_and_lamps_ + regs::fan_tachometer[fan]) * 2) & 0x3FFFFE;
+    const auto period = (word * 2) & 0x3FFFFE;
     if ((period & overflow) == 0 && period != 0) {
         rpm = (platform_is_one_of({7, 13}) ? 3'750'000'000U : 4'000'000'000U) / period;
     }
@@ -190,19 +177,13 @@ bool control_t::set_fan_drive(double celsius) {
     } else {
         return true;
     }
-    if (fans_and_lamps_ == nullptr) {
-        return false;
-    }
     // Half a step up, then toward zero: negative drives come out one step higher than rounding would have
     // them.
     const double scaled = drive * 131071 + 0.5;
     const auto value = static_cast<std::int32_t>(scaled);
     const auto word =
         regs::fan_drive_fixed.set(regs::fan_drive_value.set(0, static_cast<std::uint32_t>(value)), fixed);
-    for (const auto offset : regs::fan_drive) {
-        mmio::write32(fans_and_lamps_ + offset, word);
-    }
-    return true;
+    return std::ranges::all_of(regs::fan_drive, [word](auto offset) { return write_register(offset, word); });
 }
 
 bool control_t::get_temperature(float& celsius, bool cached) {
@@ -214,14 +195,14 @@ bool control_t::get_temperature(float& celsius, bool cached) {
         celsius = static_cast<float>(*millidegrees) / 1000.0F;
         return true;
     }
-    if (cached && shared_temperature_ != nullptr) {
-        celsius = std::bit_cast<float>(mmio::read32(shared_temperature_));
+    if (cached && ready()) {
+        celsius = std::bit_cast<float>(mmio::read32(shared_area_c() + regs::shared_temperature));
         return true;
     }
     if (!platform_is_one_of({2, 4, 6, 7, 8, 9, 13})) {
         return true;
     }
-    return shared_temperature_ != nullptr && read_sensor(celsius);
+    return ready() && read_sensor(celsius);
 }
 
 bool control_t::read_sensor(float& celsius) {
@@ -237,7 +218,7 @@ bool control_t::read_sensor(float& celsius) {
         return platform_id() == 7;
     }
     celsius = static_cast<float>(reading >> 2) * 0.03125F;
-    mmio::write32(shared_temperature_, std::bit_cast<std::uint32_t>(celsius));
+    mmio::write32(shared_area_c() + regs::shared_temperature, std::bit_cast<std::uint32_t>(celsius));
     return true;
 }
 
@@ -250,7 +231,7 @@ bool control_t::get_gpio_status(bool& state) {
         return line.has_value();
     }
     std::uint32_t word = 0;
-    if (!read_unit_register(regs::level, word)) {
+    if (!read_register(regs::level, word)) {
         return false;
     }
     state = regs::input_fault_a.get(word) != 0 && regs::input_active_low.get(word) == 0;
@@ -265,17 +246,17 @@ bool control_t::get_gpio_line(bool& state) {
         }
         return line.has_value();
     }
-    return !platform_is_one_of({4, 9}) || read_unit_bit(regs::level, regs::input_active_low, state);
+    return !platform_is_one_of({4, 9}) || read_bit(regs::level, regs::input_active_low, state);
 }
 
 bool control_t::set_output_enable(output_e output, bool on) {
     constexpr field_t fields[] = {regs::enable_a, regs::enable_b, regs::enable_c};
-    return change_unit_register(regs::enables, fields[static_cast<std::size_t>(output)], on ? 1 : 0);
+    return change_register(regs::enables, fields[static_cast<std::size_t>(output)], on ? 1 : 0);
 }
 
 bool control_t::get_hardware_revision(std::uint32_t& revision) {
     std::uint32_t word = 0;
-    if (!read_unit_register(regs::enables, word)) {
+    if (!read_register(regs::enables, word)) {
         return false;
     }
     revision = regs::hardware_revision.get(word);
@@ -283,28 +264,28 @@ bool control_t::get_hardware_revision(std::uint32_t& revision) {
 }
 
 bool control_t::send_command(command_e command) {
-    return write_unit_register(regs::command, command == command_e::a ? regs::command_a : regs::command_b);
+    return write_register(regs::command, command == command_e::a ? regs::command_a : regs::command_b);
 }
 
 bool control_t::get_status_input(bool& state) {
-    return read_unit_bit(regs::status, regs::status_input, state);
+    return read_bit(regs::status, regs::status_input, state);
 }
 
 bool control_t::send_pulse() {
-    return write_unit_register(regs::pulse, 1) && write_unit_register(regs::pulse, 0);
+    return write_register(regs::pulse, 1) && write_register(regs::pulse, 0);
 }
 
 bool control_t::set_level(std::uint16_t value) {
-    return change_unit_register(regs::level, regs::level_value, static_cast<std::uint32_t>(value) - 32768);
+    return change_register(regs::level, regs::level_value, static_cast<std::uint32_t>(value) - 32768);
 }
 
 bool control_t::set_level_output(bool on) {
-    return change_unit_register(regs::level, regs::level_output, on ? 1 : 0);
+    return change_register(regs::level, regs::level_output, on ? 1 : 0);
 }
 
 bool control_t::get_level_reading(std::uint32_t& reading) {
     std::uint32_t word = 0;
-    if (!read_unit_register(regs::level, word)) {
+    if (!read_register(regs::level, word)) {
         return false;
     }
     reading = regs::level_reading.get(word);
@@ -313,7 +294,7 @@ bool control_t::get_level_reading(std::uint32_t& reading) {
 
 bool control_t::get_inputs(inputs_t& inputs) {
     std::uint32_t word = 0;
-    if (!read_unit_register(regs::level, word)) {
+    if (!read_register(regs::level, word)) {
         return false;
     }
     inputs.present = regs::input_present_a.get(word) != 0 || regs::input_present_b.get(word) != 0;

@@ -12,8 +12,12 @@ namespace io {
 /// the platforms, which derive from it.
 ///
 /// Every operation returns whether it succeeded and throws nothing. An argument out of range is refused with
-/// a line on standard output. Operations on registers fail quietly while no FPGA is mapped; those that a
+/// a line on standard output. Operations on registers fail quietly while `ready` says no; those that a
 /// platform does not have succeed and do nothing. Not for use from two threads.
+///
+/// What needs `initialise` first: the sensor of the controller block (`get_temperature`), the exported GPIO
+/// line of platforms 12 and 17 (`get_gpio_status`, `get_gpio_line`), and `shared_status`. All else needs a
+/// constructed object alone.
 class control_t : public system_t {
   public:
     enum class output_e : std::uint8_t { a, b, c };  ///< bits 0, 11 and 13 of the enables
@@ -29,8 +33,8 @@ class control_t : public system_t {
 
     control_t() = default;
 
-    /// Finds the register blocks; on platforms 12 and 17, which have none, exports the GPIO line of the
-    /// status input anew. Touches no register.
+    /// Finds the sensor's SPI controller and the shared status; on platforms 12 and 17, which have neither,
+    /// exports the GPIO line of the status input anew. Touches no register.
     /// @param full  for derived controllers; means nothing here.
     /// @return false while `ready` says no, with a line on standard output; on platforms 12 and 17 when a
     ///         GPIO file cannot be opened, with a line in the log "drv_io".
@@ -56,11 +60,12 @@ class control_t : public system_t {
     bool set_fan_drive(double celsius);
 
     /// The unit's temperature, from the sensor of the controller block or of the processor. Blocks for one
-    /// SPI transfer.
+    /// SPI transfer; before `initialise` it fails as a transfer without a base does.
     /// @param celsius  left as it was on a platform without sensor, and on platform 7 when the sensor's
     ///                 answer is no reading: both succeed
-    /// @param cached   takes the last reading from the shared region instead of asking a sensor, wherever
-    ///                 that region is mapped; platforms 12 and 14 ask their processor all the same
+    /// @param cached   takes the last reading from the shared region instead of asking a sensor, while
+    ///                 `ready` says yes, before `initialise` too; whatever stands there while nobody took
+    ///                 one. Platforms 12 and 14 ask their processor all the same
     bool get_temperature(float& celsius, bool cached = false);
 
     /// The status input: line 113 at 0 on platforms 12 and 17, otherwise a pair of register bits.
@@ -83,13 +88,15 @@ class control_t : public system_t {
     /// Kept for derived controllers.
     [[nodiscard]] bool enabled() const { return enabled_; }
     void set_enabled(bool enabled) { enabled_ = enabled; }
+    /// The three words of the I/O shared region for the status of the unit's controller, of which the last
+    /// two hold platform id and slot count. Null before `initialise` and where it found no FPGA.
+    [[nodiscard]] std::byte* shared_status() const { return shared_status_; }
 
   private:
     [[nodiscard]] bool initialise_gpio();
     bool read_sensor(float& celsius);
 
-    std::byte* fans_and_lamps_ = nullptr;
-    std::byte* shared_temperature_ = nullptr;
+    std::byte* shared_status_ = nullptr;
     bool enabled_ = false;
     float fan_control_ = -1.0F;  ///< smoothed input of the fan drive, -1..1
     spi_t spi_;

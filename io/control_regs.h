@@ -49,18 +49,17 @@ inline constexpr field_t input_fault_b{21, 21};
 inline constexpr field_t input_active_low{22, 22};
 static_assert(disjoint(level_value, level_output, level_reading));
 
-// Fan and lamp block.
+// Fan and lamp block, from the start of the FPGA region as well.
 
-inline constexpr std::size_t fan_and_lamp_block = 0x10'0000;
 /// w: fan drive, one word a fan.
-inline constexpr std::size_t fan_drive[] = {8, 16};
+inline constexpr std::size_t fan_drive[] = {0x10'0008, 0x10'0010};
 inline constexpr field_t fan_drive_value{0, 17};  // two's complement, full speed at its largest
 inline constexpr field_t fan_drive_fixed{18, 18};
 static_assert(disjoint(fan_drive_value, fan_drive_fixed));
 /// r: tachometer, one word a fan.
-inline constexpr std::size_t fan_tachometer[] = {12, 20};
+inline constexpr std::size_t fan_tachometer[] = {0x10'000C, 0x10'0014};
 /// w: lamp brightness, one word a lamp; offset binary of 18 bits.
-inline constexpr std::size_t lamp_brightness[] = {24, 32};
+inline constexpr std::size_t lamp_brightness[] = {0x10'0018, 0x10'0020};
 
 // Controller block: the SPI controller with the temperature sensor.
 
@@ -68,6 +67,7 @@ inline constexpr std::size_t controller_block = 0x14'0000;
 
 // I/O shared region, from the start of area C.
 
+inline constexpr std::size_t shared_status = 0x59C4;       // three words, the last two being system_t's
 inline constexpr std::size_t shared_temperature = 0x5A38;  // degrees Celsius, 32-bit IEEE float
 
 }  // namespace io::control_regs
