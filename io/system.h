@@ -6,8 +6,11 @@
 namespace io {
 
 /// The hardware root: finds out on which platform the process runs, maps the FPGA's registers and the I/O
-/// shared region, and settles platform id and slot count. Every driver derives from it; all of its state is
-/// static, so an object is the size of a pointer. Not for concurrent construction.
+/// shared region, and settles platform id and slot count. The drivers of the FPGA's blocks derive from it
+/// (`control_t`, with it `page_station_t`, and `front_panel_t`), so that the mapping lasts as long as they
+/// do. The serial panel, whose line is no part of the FPGA, does not: it asks for the platform id and needs
+/// some other system_t to have settled it. All state is static, so an object is the size of a pointer. Not
+/// for concurrent construction.
 ///
 /// Every construction goes through the detection again. Where that leads to the device, it counts a reference
 /// and opens the device unless it is open: after a failed open the next construction tries again, after a

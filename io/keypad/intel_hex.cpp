@@ -1,10 +1,7 @@
 #include "io/keypad/intel_hex.h"
 
-#include "platform/console.h"
-
 #include <algorithm>
 #include <cstdlib>
-#include <string>
 #include <string_view>
 
 namespace io {
@@ -23,13 +20,6 @@ long hex_number(std::string_view digits) {
     std::array<char, 8> text{};
     digits.copy(text.data(), text.size() - 1);
     return std::strtol(text.data(), nullptr, 16);
-}
-
-/// "0x" and at least `digits` upper-case hexadecimal digits.
-std::string hex_text(unsigned value, int digits) {
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "0x%0*X", digits, value);
-    return text.data();
 }
 
 }  // namespace
@@ -112,15 +102,15 @@ ihex_result_e write_record(const ihex_record& record, std::FILE* stream) {
 }
 
 void print_record(const ihex_record& record) {
-    zel::console_line_t{} << "Intel HEX8 Record Type: " << record.type;
-    zel::console_line_t{} << "Intel HEX8 Record Address: " << hex_text(record.address, 4);
-    std::string bytes;
+    std::printf("Intel HEX8 Record Type: %d\n", record.type);
+    std::printf("Intel HEX8 Record Address: 0x%2.4X\n", unsigned{record.address});
+    std::printf("Intel HEX8 Record Data: {");
     const auto length = valid_length(record.data_len) ? static_cast<std::size_t>(record.data_len) : 0;
     for (std::size_t i = 0; i < length; ++i) {
-        bytes += hex_text(record.data[i], 2) + ", ";
+        std::printf("0x%02X, ", unsigned{record.data[i]});
     }
-    zel::console_line_t{} << "Intel HEX8 Record Data: {" << bytes << '}';
-    zel::console_line_t{} << "Intel HEX8 Record Checksum: " << hex_text(record.checksum, 2);
+    std::printf("}\n");
+    std::printf("Intel HEX8 Record Checksum: 0x%2.2X\n", unsigned{record.checksum});
 }
 
 }  // namespace io

@@ -57,7 +57,8 @@ inline constexpr std::size_t ihex_line_limit = 767;
 ///         buffered stream cannot get rid of may show only in fflush or fclose.
 [[nodiscard]] ihex_result_e write_record(const ihex_record& record, std::FILE* stream);
 
-/// Shows a record on standard output, for debugging.
+/// Shows a record on C's standard output, for debugging: its data bytes as many as it has, none when its
+/// length is out of range. Waits for whoever takes the output, so it has no place in a service pass.
 void print_record(const ihex_record& record);
 
 }  // namespace io

@@ -26,9 +26,9 @@ enum class issp_result_e : std::uint8_t {
 /// made of them, named as in the chip maker's host routines. The controller takes a bit at the falling edge
 /// of SCLK; SCLK idles low.
 ///
-/// Every step blocks: a few hundred to 11 000 register writes, at most about 200 ms more while the controller
-/// works, and 263 us of reset pulse. Needs programming switched on in the line register. Nothing else may use
-/// the register or the controller's SPI link meanwhile.
+/// Every step blocks: 800 to 9400 register accesses, at most about 200 ms more while the controller works,
+/// and 263 us of reset pulse. Needs programming switched on in the line register. Nothing else may use the
+/// register or the controller's SPI link meanwhile.
 class issp_t {
   public:
     static constexpr std::array<std::uint8_t, 2> silicon_id{0x00, 0xBA};

@@ -85,7 +85,7 @@ bool io_lx4s_t::open() {
         port_.wait(timeout_ms, true, false);
         // With nothing there, a read fails where the terminal's VMIN is slot 5 (PowerPC) and returns 0 where
         // it is slot 6, which set_read_timeout zeroed (ARM, x86). A silent module thus has one log line on
-        // the one kind of unit and the other on the other, and both are right.
+        // the one kind of unit and the other on the other.
         char answer = 0;
         if (port_.read(&answer, 1) == 1 && answer == probe_answer) {
             present_ = true;

@@ -41,7 +41,8 @@ class io_lx4s_t {
     [[nodiscard]] bool init(bool full);
 
     /// Opens and sets up the line (115200 bit/s, 8 data bits, no parity, one stop bit, raw), asks the module
-    /// whether it is there, and blanks it. Blocks half a second, the time the module has for its answer.
+    /// whether it is there, and shows it the last frame: blank the first time, "OFFL" again after `close`.
+    /// Blocks half a second, the time the module has for its answer.
     /// @return false, with a line in the log, when the line or the module does not answer as it should; the
     ///         line may be open then.
     [[nodiscard]] bool open();
@@ -65,8 +66,8 @@ class io_lx4s_t {
     /// Blanks digits and LEDs. Not while the worker runs.
     bool clear();
 
-    /// Stops the worker, leaves "OFFL" on the digits and closes the line. A line that fails is ignored, and
-    /// then stays open until the end of the object.
+    /// Stops the worker, leaves "OFFL" on the digits and closes the line; after another `open`, `clear` or a
+    /// value takes it away. A line that fails is ignored, and then stays open until the end of the object.
     bool close();
 
     /// The module has answered.

@@ -7,8 +7,8 @@
 
 namespace zel {
 
-// The settings of a line. Option errors are part of the behaviour, so a value beyond those named here may be
-// cast and handed in.
+// The settings of a line. Each is checked where it is applied: a number from elsewhere may be cast and handed
+// in.
 enum class data_bits_e : int { seven = 0, eight = 1 };
 enum class parity_e : int { none = 0, odd = 1, even = 2 };
 enum class stop_bits_e : int { one = 0, two = 1 };
