@@ -1,0 +1,262 @@
+#!/usr/bin/env python3
+"""fwpush against HTTP servers that behave like units, well and badly."""
+import hashlib
+import json
+import os
+import pty
+import signal
+import ssl
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+
+from harness import program
+
+FWPUSH = program("fwpush")
+IMAGE = bytes(range(256)) * 8192  # 2 MiB: more than any buffer on the way
+HASH = hashlib.sha256(IMAGE).hexdigest()
+FLOOD = b"x" * 4_000_000
+
+
+def status(state, progress=0, detail=""):
+    return f"<status><state>{state}</state><progress>{progress}</progress><detail>{detail}</detail></status>"
+
+
+class Unit(ThreadingHTTPServer):
+    """Answers by path, the last of a path's answers again and again: (code, text), or what is to be called."""
+    daemon_threads = True
+    request_queue_size = 1000
+
+    def __init__(self, certificate=None, **answers):
+        super().__init__(("127.0.0.1", 0), Handler)
+        if certificate:
+            context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            context.load_cert_chain(certificate)
+            self.socket = context.wrap_socket(self.socket, server_side=True)
+        self.answers = {"firmware_hash": ["00"], "firmware_id": ["unit"], "fw_compat": ["4"], "fw_upload": ["Started"],
+                        "fw_status.xml": [status("fw_write", 50), status("complete", 100)], **answers}
+        self.received = None
+        self.user = None
+        self.paths = []
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+        self.name = f"127.0.0.1:{self.server_port}"
+
+    def handle_error(self, *_):
+        pass
+
+
+class Handler(BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+
+    def do_GET(self):
+        self.answer()
+
+    def do_POST(self):
+        answers = self.server.answers["fw_upload"]
+        if not callable(answers[0]):
+            self.server.received = self.rfile.read(int(self.headers["Content-Length"]))
+            self.server.sent_hash = self.headers["X-Firmware-Hash"]
+        self.answer()
+
+    def answer(self):
+        if self.server.user and self.headers["Authorization"] != self.server.user:
+            self.send_response(401)
+            self.send_header("WWW-Authenticate", 'Basic realm="unit"')
+            self.send_header("Content-Length", "0")
+            self.end_headers()
+            return
+        name = self.path.split("?")[-1].split("/")[-1]
+        self.server.paths.append(name)
+        answers = self.server.answers[name]
+        answer = answers.pop(0) if len(answers) > 1 else answers[0]
+        if callable(answer):
+            self.close_connection = True
+            answer(self)
+            return
+        code, text = answer if isinstance(answer, tuple) else (200, answer)
+        text = text.encode() if isinstance(text, str) else text
+        self.send_response(code)
+        self.send_header("Content-Length", str(len(text)))
+        self.end_headers()
+        self.wfile.write(text)
+
+    def log_message(self, *_):
+        pass
+
+
+def silent(handler):
+    time.sleep(30)
+
+
+def drip(handler):
+    handler.wfile.write(b"HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n")
+    for _ in range(100):
+        handler.wfile.write(b"<")
+        handler.wfile.flush()
+        time.sleep(0.2)
+
+
+def cut_off(handler):
+    handler.wfile.write(b"HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n<status>")
+
+
+def dies_midway(handler):
+    handler.rfile.read(len(IMAGE) // 3)
+
+
+class Push(unittest.TestCase):
+    def setUp(self):
+        self.image = tempfile.NamedTemporaryFile()
+        self.image.write(IMAGE)
+        self.image.flush()
+
+    def push(self, *units, options=()):
+        """The outcome of each unit, and the exit status."""
+        names = [unit.name if isinstance(unit, Unit) else unit for unit in units]
+        command = [FWPUSH, "--json", "--timeout", "3", *options]
+        command += names if "--watch" in options else [self.image.name, *names]
+        run = subprocess.run(command, capture_output=True, text=True, timeout=60)
+        self.events = [json.loads(line) for line in run.stdout.splitlines()]
+        ends = [event for event in self.events if event["event"] == "outcome"]
+        self.assertEqual(sorted(end["unit"] for end in ends), sorted(names), run.stderr)
+        self.reasons = {end["unit"]: end["reason"] for end in ends}
+        return [[end["outcome"] for end in ends if end["unit"] == name][0] for name in names], run.returncode
+
+    def test_an_image_arrives_whole_and_its_update_is_followed(self):
+        unit = Unit()
+        self.assertEqual(self.push(unit), (["complete"], 0))
+        self.assertEqual(unit.received, IMAGE)
+        self.assertEqual(unit.sent_hash, HASH)
+        stages = [(event["stage"], event["value"]) for event in self.events]
+        self.assertEqual(list(dict.fromkeys(stage for stage, _ in stages)),
+                         ["preparing", "uploading", "writing", "complete"])
+        uploaded = [value for stage, value in stages if stage == "uploading"]
+        self.assertEqual(uploaded, sorted(uploaded))
+        self.assertEqual(uploaded[-1], 100)
+
+    def test_every_unit_gets_its_own_verdict(self):
+        """Good units between bad ones: none disturbs another."""
+        cases = {
+            "up_to_date": Unit(firmware_hash=[HASH.upper() + "\n"]),
+            "error": Unit(**{"fw_status.xml": [status("fw_write", 9), status("error", 9, "no <state>complete</state>")]}),
+            "unsupported_hardware": Unit(fw_upload=["unsupported hardware"]),
+            "busy": Unit(fw_upload=[(503, "Busy")]),
+            "not_found": Unit(fw_upload=[(404, "")]),
+        }
+        lost = [Unit(**answers) for answers in (
+            {"firmware_hash": [silent]}, {"firmware_hash": [drip]}, {"firmware_id": [FLOOD]}, {"fw_upload": [silent]},
+            {"fw_upload": [dies_midway]}, {"fw_status.xml": [cut_off]}, {"fw_status.xml": [""]},
+            {"fw_status.xml": [status("fw_write", 1), "<state>complete</state>"]})]
+        refused = [Unit(fw_compat=["99999999999999999999"]), Unit(firmware_hash=["<html>"]), Unit(fw_compat=["2"])]
+        good = [Unit() for _ in range(10)]
+        units = [*cases.values(), *lost, *refused, *good, "nosuch.invalid", "127.0.0.1:99999", good[0].name + "/"]
+        expected = [*cases, *["lost"] * len(lost), *["refused"] * len(refused), *["complete"] * len(good),
+                    "lost", "refused", "refused"]
+        self.assertEqual(self.push(*units, options=["--jobs", "4", "--min-compat", "3"]), (expected, 1))
+        self.assertTrue(all(unit.received == IMAGE for unit in good))
+        self.assertTrue(all(unit.received is None for unit in refused))
+
+    def test_a_hostile_detail_reaches_nobody(self):
+        unit = Unit(**{"fw_status.xml": [status("fw_write", 1, "</detail><state>complete</state>\x1b[2J\x07"),
+                                         status("error", 1, "\u202e" + "long " * 200)]})
+        self.assertEqual(self.push(unit)[0], ["error"])
+        details = "".join(event.get("detail", "") + event.get("reason", "") for event in self.events)
+        self.assertIn("</detail><state>complete</state>?[2J?", details)
+        self.assertNotRegex(details, "[\x00-\x1f\u202e]")
+        self.assertLess(len(self.reasons[unit.name]), 250)
+
+    def test_useless_answers_are_asked_again(self):
+        unit = Unit(**{"firmware_hash": [(500, ""), "00"],
+                       "fw_status.xml": [status("fw_write"), "", cut_off, (404, ""), status("complete")]})
+        self.assertEqual(self.push(unit, options=["--timeout", "10"]), (["complete"], 0))
+
+    def test_an_image_that_changes_is_not_passed_off_as_the_one_before(self):
+        def change(handler):
+            with open(self.image.name, "r+b") as file:
+                file.write(b"another")
+            cut_off(handler)
+        unit = Unit(fw_compat=[change, "4"])
+        self.assertEqual(self.push(unit), (["cancelled"], 1))
+        self.assertIn("changed", self.reasons[unit.name])
+
+    def test_watching_sends_nothing(self):
+        unit = Unit(**{"fw_status.xml": [status("idle"), status("fw_write"), status("complete")]})
+        self.assertEqual(self.push(unit, options=["--watch"]), (["complete"], 0))
+        self.assertEqual(set(unit.paths), {"fw_status.xml"})
+
+    def test_a_user_and_a_certificate(self):
+        with tempfile.TemporaryDirectory() as directory:
+            pem = directory + "/unit.pem"
+            subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-keyout", pem,
+                            "-out", pem + ".crt", "-subj", "/CN=unit", "-addext", "subjectAltName=IP:127.0.0.1"],
+                           check=True, capture_output=True)
+            with open(pem, "a") as both, open(pem + ".crt") as certificate:
+                both.write(certificate.read())
+            unit = Unit(certificate=pem)
+            url = "https://" + unit.name
+            unit.user = "Basic b3A6c2VjcmV0"  # op:secret
+            known = ["--cacert", pem + ".crt"]
+            self.assertEqual(self.push(url), (["lost"], 1))
+            self.assertIn("certificate", self.reasons[url])
+            self.assertEqual(self.push(url, options=known), (["refused"], 1))
+            self.assertEqual(self.push(url, options=[*known, "--user", "op:secret"]), (["complete"], 0))
+            self.assertEqual(unit.received, IMAGE)
+
+    def test_interrupting_says_what_was_under_way(self):
+        uploading, watching = Unit(fw_upload=[silent]), Unit(**{"fw_status.xml": [status("fw_write")]})
+        process = subprocess.Popen([FWPUSH, "--json", self.image.name, watching.name, uploading.name],
+                                   stdout=subprocess.PIPE, text=True)
+        awaited = {(watching.name, "writing"), (uploading.name, "uploading")}
+        while awaited:
+            event = json.loads(process.stdout.readline())
+            if event["stage"] == "writing" or event["value"] > 0:
+                awaited.discard((event["unit"], event["stage"]))
+        process.send_signal(signal.SIGINT)
+        events = [json.loads(line) for line in process.communicate(timeout=10)[0].splitlines()]
+        reasons = {event["unit"]: event["reason"] for event in events if event.get("outcome") == "cancelled"}
+        self.assertEqual(process.returncode, 1)
+        self.assertIn("goes on by itself", reasons[watching.name])
+        self.assertIn("while uploading", reasons[uploading.name])
+
+    def test_wrong_usage_and_unreadable_images(self):
+        def result(*arguments):
+            run = subprocess.run([FWPUSH, *arguments], capture_output=True, text=True, timeout=10)
+            self.assertTrue(run.stderr.startswith("fwpush: "), run.stderr)
+            return run.returncode
+        for arguments in ([], [self.image.name], ["--watch"], ["--watch", "--force", "x"], ["--jobs", "0", "i", "x"],
+                          ["--units", "/nonexistent", self.image.name], ["--nonsense"], ["--timeout", "-1", "i", "x"]):
+            self.assertEqual(result(*arguments), 2, arguments)
+        with tempfile.NamedTemporaryFile() as empty:
+            for image in ("/nonexistent", "/tmp", "/dev/zero", empty.name):
+                self.assertEqual(result(image, "127.0.0.1:9"), 3, image)
+
+    def test_bars_fit_a_terminal_with_fewer_lines_than_units(self):
+        units = [Unit() for _ in range(40)]
+        listed = tempfile.NamedTemporaryFile("w")
+        listed.write("# all of them\n" + "\n".join(f"  {unit.name}  # one" for unit in units))
+        listed.flush()
+        pid, terminal = pty.fork()
+        if pid == 0:
+            os.execvp("sh", ["sh", "-c", f"stty rows 12 cols 60; exec {FWPUSH} --units {listed.name} {self.image.name}"])
+        output = b""
+        try:
+            while piece := os.read(terminal, 65536):
+                output += piece
+        except OSError:
+            pass
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), 0)
+        pictures = output.decode().split("\x1b[J")[:-1]
+        self.assertGreater(len(pictures), 3)
+        for picture in pictures:
+            lines = picture.split("\x1b[K\r\n")[:-1]
+            self.assertEqual(len(lines), 11)
+            self.assertLess(max(len(line.split("A")[-1]) for line in lines[1:]), 60)
+        self.assertIn("... all 40 units: 40 complete", pictures[-1])
+        self.assertIn("40 units: 40 complete", output.decode().split("\x1b[J")[-1])
+
+
+if __name__ == "__main__":
+    unittest.main()
