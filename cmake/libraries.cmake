@@ -31,6 +31,9 @@ endif()
 add_library(fwstatus_rapidjson INTERFACE)
 fwstatus_foreign_headers(fwstatus_rapidjson rapidjson/document.h)
 
+add_library(fwstatus_cli11 INTERFACE)
+fwstatus_foreign_headers(fwstatus_cli11 CLI/CLI.hpp)
+
 if(FWSTATUS_STATIC)
   add_compile_options(-ffunction-sections -fdata-sections)
   add_link_options(-static -Wl,--gc-sections)

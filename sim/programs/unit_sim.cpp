@@ -1,4 +1,5 @@
 #include "platform/paths.h"
+#include "sim/programs/options.h"
 #include "sim/root/system_path.h"
 #include "sim/show/display_view.h"
 #include "sim/show/verdict.h"
@@ -7,181 +8,22 @@
 #include "sim/unit/scenario_player.h"
 #include "sim/unit/unit.h"
 
-#include <getopt.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <variant>
 #include <vector>
 
 namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::milliseconds;
-
-constexpr const char* help = R"(usage: unit_sim [option ...]
-
-Runs the daemon on a simulated unit, plays a firmware update and shows what comes of it.
-
-  --unit NAME        the kind of unit (base-unit, or the one that shows the fault)
-  --list-units       the kinds of unit, and end
-  --scenario NAME    what happens: a scenario that comes with the simulator, or the path of a file (update)
-  --list-scenarios   the scenarios, and end
-  --fault NAME       something is wrong with the unit, from the start or in the middle third of the
-                     scenario; may be repeated
-  --list-faults      the faults, and end
-  --speed FACTOR     play faster or slower (1)
-  --pictures DIR     write a picture of the display for every state, and one at the end
-  --plain            print a log even on a terminal
-  --serve            run only the property engine and the notification service, at the unit's own paths on
-                     this machine (or below FWSTATUS_UNIT_ROOT), for a daemon started by hand
-  --log              print the daemon's own log at the end
-  --keep             leave the unit running at the end, until Ctrl-C, and say how to poke it
-  -h, --help         this text
-
-Exit status: 0 when everything was as it should be, 1 when something was not, 2 for wrong usage.
-)";
-
-struct options_t {
-    std::string unit;
-    std::string scenario = "update";
-    std::vector<const sim::fault_t*> faults;
-    double speed = 1;
-    std::string pictures;
-    bool serve = false;
-    bool plain = false;
-    bool log = false;
-    bool keep = false;
-};
-
-struct usage_error_t : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-void list_units() {
-    for (const auto& unit : sim::unit_definitions()) {
-        std::printf("%-18s %s\n", std::string{unit.name}.c_str(), std::string{unit.description}.c_str());
-    }
-}
-
-void list_faults() {
-    for (const auto& fault : sim::faults()) {
-        std::printf("%-22s %-14s %s\n", fault.name.data(), fault.unit.data(), fault.description.data());
-    }
-}
-
-void list_scenarios() {
-    for (const auto& name : sim::scenario_names()) {
-        std::printf("%-18s %s\n", name.c_str(), sim::load_scenario(name).title.c_str());
-    }
-}
-
-double parse_speed(const char* text) {
-    char* end = nullptr;
-    const double speed = std::strtod(text, &end);
-    if (*end != '\0' || !(speed >= 0.01 && speed <= 100)) {
-        throw usage_error_t{"the speed must be a number from 0.01 to 100"};
-    }
-    return speed;
-}
-
-// Nothing when the call only asked for a list.
-std::optional<options_t> parse_options(int argc, char** argv) {
-    enum option_e {
-        unit = 1,
-        list_of_units,
-        scenario,
-        list_of_scenarios,
-        fault,
-        list_of_faults,
-        speed,
-        pictures,
-        serve,
-        plain,
-        log,
-        keep
-    };
-    constexpr option known[] = {{"unit", required_argument, nullptr, unit},
-                                {"list-units", no_argument, nullptr, list_of_units},
-                                {"scenario", required_argument, nullptr, scenario},
-                                {"list-scenarios", no_argument, nullptr, list_of_scenarios},
-                                {"fault", required_argument, nullptr, fault},
-                                {"list-faults", no_argument, nullptr, list_of_faults},
-                                {"speed", required_argument, nullptr, speed},
-                                {"pictures", required_argument, nullptr, pictures},
-                                {"serve", no_argument, nullptr, serve},
-                                {"plain", no_argument, nullptr, plain},
-                                {"log", no_argument, nullptr, log},
-                                {"keep", no_argument, nullptr, keep},
-                                {"help", no_argument, nullptr, 'h'},
-                                {}};
-    options_t options;
-    for (int choice = 0; (choice = ::getopt_long(argc, argv, "h", known, nullptr)) != -1;) {
-        switch (choice) {
-        case unit:
-            options.unit = optarg;
-            break;
-        case list_of_units:
-            list_units();
-            return std::nullopt;
-        case scenario:
-            options.scenario = optarg;
-            break;
-        case list_of_scenarios:
-            list_scenarios();
-            return std::nullopt;
-        case fault:
-            options.faults.push_back(sim::find_fault(optarg));
-            if (options.faults.back() == nullptr) {
-                throw usage_error_t{std::string{"no fault \""} + optarg + "\"; see unit_sim --list-faults"};
-            }
-            break;
-        case list_of_faults:
-            list_faults();
-            return std::nullopt;
-        case speed:
-            options.speed = parse_speed(optarg);
-            break;
-        case pictures:
-            options.pictures = optarg;
-            break;
-        case serve:
-            options.serve = true;
-            break;
-        case plain:
-            options.plain = true;
-            break;
-        case log:
-            options.log = true;
-            break;
-        case keep:
-            options.keep = true;
-            break;
-        case 'h':
-            std::fputs(help, stdout);
-            return std::nullopt;
-        default:
-            throw usage_error_t{"see unit_sim --help"};
-        }
-    }
-    if (optind < argc) {
-        throw usage_error_t{std::string{"unexpected \""} + argv[optind] + "\"; see unit_sim --help"};
-    }
-    if (options.unit.empty()) {
-        options.unit = options.faults.empty() ? "base-unit" : options.faults.front()->unit;
-    }
-    if (sim::find_unit(options.unit) == nullptr) {
-        throw usage_error_t{"no unit \"" + options.unit + "\"; see unit_sim --list-units"};
-    }
-    return options;
-}
 
 /// Writes pictures of the display: numbered, and named after the state they show.
 class picture_book_t {
@@ -312,7 +154,7 @@ int report(const sim::verdict_t& verdict) {
 
 // Plays a scenario to a daemon that somebody else starts, over and over, until Ctrl-C.
 int serve(const options_t& options) {
-    const auto scenario = sim::load_scenario(options.scenario);
+    const auto& scenario = options.scenario;
     sim::engine_t engine;
     sim::notification_service_t notifications;
     sim::publish_identity(engine, sim::find_unit(options.unit)->properties);
@@ -338,7 +180,7 @@ int serve(const options_t& options) {
 }
 
 int simulate(const options_t& options) {
-    const auto scenario = sim::load_scenario(options.scenario);
+    const auto& scenario = options.scenario;
     auto builder = sim::unit_builder_t{options.unit};
     for (const auto* const fault : options.faults) {
         if (fault->arrange != nullptr) {
@@ -378,14 +220,12 @@ int simulate(const options_t& options) {
 
 int main(int argc, char** argv) {
     try {
-        const auto options = parse_options(argc, argv);
-        if (!options) {
-            return 0;
+        const auto read = read_options(argc, argv);
+        if (const auto* const status = std::get_if<int>(&read)) {
+            return *status;
         }
-        return options->serve ? serve(*options) : simulate(*options);
-    } catch (const usage_error_t& error) {
-        std::cerr << "unit_sim: " << error.what() << "\n";
-        return 2;
+        const auto& options = std::get<options_t>(read);
+        return options.serve ? serve(options) : simulate(options);
     } catch (const std::exception& error) {
         std::cerr << "unit_sim: " << error.what() << "\n";
         return 1;
