@@ -1,6 +1,7 @@
 #include "daemon/failsafe.h"
 
 #include "platform/log.h"
+#include "platform/logger_names.h"
 #include "platform/paths.h"
 #include "platform/system_path.h"
 
@@ -17,7 +18,13 @@ namespace zel {
 
 namespace {
 
-constexpr const char* logger = "eng_daemon";
+scope_logger debug() {
+    return {loggers::daemon, log_level_e::debug};
+}
+
+scope_logger error() {
+    return {loggers::daemon, log_level_e::error};
+}
 
 void remove_pid_file(std::string_view program_path) {
     // npos + 1 is 0: without a "/" the whole text is the name.
@@ -26,7 +33,7 @@ void remove_pid_file(std::string_view program_path) {
     const auto place = system_path(path);
     struct stat status {};
     if (::stat(place.c_str(), &status) == 0) {
-        scope_logger{logger, log_level_e::debug} << "failsafe() -- removing pid file " << path;
+        debug() << "failsafe() -- removing pid file " << path;
         std::remove(place.c_str());
     }
 }
@@ -44,7 +51,8 @@ bool wants_restart(unsigned mode, int wait_status) {
     }
 }
 
-// A signal that interrupts the wait says nothing about the child.
+// A signal that interrupts the wait says nothing about the child. Given up over it, the child would go on
+// with nobody to start it again; a wait that fails for any other reason has no child left to wait for.
 pid_t wait_for(pid_t child, int& status) {
     pid_t result = -1;
     do {
@@ -56,13 +64,12 @@ pid_t wait_for(pid_t child, int& status) {
 }  // namespace
 
 int failsafe(unsigned mode, const char* program_path) {
-    scope_logger{logger, log_level_e::debug} << "Failsafe mode starting";
+    debug() << "Failsafe mode starting";
     for (unsigned restarts = 1;; ++restarts) {
         const pid_t child = ::fork();
         if (child < 0) {
-            const int error = errno;
-            scope_logger{logger, log_level_e::error} << "failsafe() -- fork() failed, errno=" << error
-                                                     << ", will not restart";
+            const int reason = errno;
+            error() << "failsafe() -- fork() failed, errno=" << reason << ", will not restart";
             return 1;
         }
         if (child == 0) {
@@ -70,9 +77,9 @@ int failsafe(unsigned mode, const char* program_path) {
         }
         int status = 0;
         if (const pid_t result = wait_for(child, status); result != child) {
-            const int error = errno;
-            scope_logger{logger, log_level_e::error} << "failsafe() -- waitpid() failed, result=" << result
-                                                     << " errno=" << error << ", will not restart";
+            const int reason = errno;
+            error() << "failsafe() -- waitpid() failed, result=" << result << " errno=" << reason
+                    << ", will not restart";
             return 1;
         }
         if (program_path != nullptr) {
@@ -82,7 +89,7 @@ int failsafe(unsigned mode, const char* program_path) {
             return 1;
         }
         ::sleep(1);
-        scope_logger{logger, log_level_e::debug} << "Failsafe mode restarting (" << restarts << ")";
+        debug() << "Failsafe mode restarting (" << restarts << ")";
     }
 }
 

@@ -5,6 +5,7 @@
 #include "io/refusal.h"
 #include "io/sysfs_file.h"
 #include "platform/log.h"
+#include "platform/logger_names.h"
 #include "platform/paths.h"
 
 #include <algorithm>
@@ -22,7 +23,7 @@ namespace {
 constexpr const char* gpio_line = "113";
 
 zel::scope_logger error() {
-    return {"drv_io", zel::log_level_e::error};
+    return {zel::loggers::io, zel::log_level_e::error};
 }
 
 bool platform_is_one_of(std::initializer_list<std::uint32_t> ids) {

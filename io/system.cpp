@@ -7,6 +7,7 @@
 #include "ipc/property_client.h"
 #include "platform/identity.h"
 #include "platform/log.h"
+#include "platform/logger_names.h"
 #include "platform/paths.h"
 #include "platform/system_path.h"
 
@@ -44,11 +45,11 @@ struct state_t {
 constinit state_t state;
 
 zel::scope_logger trace() {
-    return {"drv_io", zel::log_level_e::trace};
+    return {zel::loggers::io, zel::log_level_e::trace};
 }
 
 zel::scope_logger error() {
-    return {"drv_io", zel::log_level_e::error};
+    return {zel::loggers::io, zel::log_level_e::error};
 }
 
 void settle(std::uint32_t platform_id, std::uint32_t slot_count) {

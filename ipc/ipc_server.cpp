@@ -3,6 +3,7 @@
 #include "ipc/local_address.h"
 #include "ipc/poll_one.h"
 #include "platform/log.h"
+#include "platform/logger_names.h"
 #include "platform/system_path.h"
 
 #include <sys/socket.h>
@@ -15,6 +16,14 @@
 #include <utility>
 
 namespace zel {
+
+namespace {
+
+scope_logger error() {
+    return {loggers::ipc, log_level_e::error};
+}
+
+}  // namespace
 
 ipc_server_t::ipc_server_t(std::string path) : path_{std::move(path)} {}
 
@@ -134,13 +143,11 @@ bool ipc_server_t::send_wait(int fd, int timeout_ms) {
         return true;
     }
     if (ready < 0) {
-        scope_logger{"lin_ipc", log_level_e::error} << "ipc_server_t::send_wait error "
-                                                    << std::generic_category().message(poll_error);
+        error() << "ipc_server_t::send_wait error " << std::generic_category().message(poll_error);
         return false;
     }
     if (timed_out_.insert(fd).second) {
-        scope_logger{"lin_ipc", log_level_e::error} << "ipc_server_t::send_wait timeout on fd " << fd
-                                                    << " timeout " << timeout_ms << "ms";
+        error() << "ipc_server_t::send_wait timeout on fd " << fd << " timeout " << timeout_ms << "ms";
     }
     return false;
 }

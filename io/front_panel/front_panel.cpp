@@ -9,6 +9,7 @@
 #include "platform/console.h"
 #include "platform/identity.h"
 #include "platform/log.h"
+#include "platform/logger_names.h"
 
 #include <algorithm>
 #include <array>
@@ -94,7 +95,7 @@ bool front_panel_t::read_revision(int& revision) {
         return false;
     }
     if (regs::buttons.get(status) == 0) {
-        zel::scope_logger{"drv_io", zel::log_level_e::error} << "Front panel not found";
+        zel::scope_logger{zel::loggers::io, zel::log_level_e::error} << "Front panel not found";
         return false;
     }
     int read = -1;

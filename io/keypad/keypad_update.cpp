@@ -3,6 +3,7 @@
 #include "io/keypad/issp.h"
 #include "io/keypad/keypad_image.h"
 #include "platform/log.h"
+#include "platform/logger_names.h"
 #include "platform/system_path.h"
 
 #include <cstdio>
@@ -12,17 +13,15 @@ namespace io {
 
 namespace {
 
-constexpr const char* logger_name = "drv_io_page_station";
-
 template <typename... texts_t>
 bool failed(const texts_t&... texts) {
-    zel::scope_logger line{logger_name, zel::log_level_e::error};
+    zel::scope_logger line{zel::loggers::page_station, zel::log_level_e::error};
     (line << ... << texts);
     return false;
 }
 
 void notice(const char* text) {
-    zel::scope_logger{logger_name, zel::log_level_e::info} << text;
+    zel::scope_logger{zel::loggers::page_station, zel::log_level_e::info} << text;
 }
 
 bool succeeded(const char* step, issp_result_e result) {

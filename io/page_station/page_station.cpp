@@ -10,6 +10,7 @@
 #include "io/refusal.h"
 #include "platform/console.h"
 #include "platform/log.h"
+#include "platform/logger_names.h"
 #include "platform/paths.h"
 
 #include <algorithm>
@@ -218,8 +219,8 @@ bool page_station_t::send_leds() {
     }
     const unsigned answer = received(spi_, 0);
     if (answer != keypad_answer) {
-        zel::scope_logger{"drv_io_page_station", zel::log_level_e::error} << "invalid keypad response="
-                                                                          << answer;
+        zel::scope_logger{zel::loggers::page_station, zel::log_level_e::error} << "invalid keypad response="
+                                                                               << answer;
         return false;
     }
     return true;

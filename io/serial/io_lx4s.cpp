@@ -4,6 +4,7 @@
 #include "io/system.h"
 #include "platform/exceptions.h"
 #include "platform/log.h"
+#include "platform/logger_names.h"
 #include "platform/paths.h"
 #include "platform/system_path.h"
 
@@ -41,7 +42,7 @@ constexpr int sweeps_per_pass = 4;
 constexpr int progress_frames = 16;
 
 zel::scope_logger log() {
-    return {"drv_io_lx4s", zel::log_level_e::debug};
+    return {zel::loggers::serial_panel, zel::log_level_e::debug};
 }
 
 // The segments of a number's last decimal digit.
