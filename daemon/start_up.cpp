@@ -5,16 +5,17 @@
 #include "io/system.h"
 #include "ipc/property_client.h"
 #include "platform/identity.h"
+#include "platform/logger_names.h"
 #include "platform/logging.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstddef>
-#include <new>
+#include <memory>
+#include <string>
+#include <utility>
 
 // Everything that happens before main, in the order in which it happens. No other file of the system defines
 // an object that is constructed before main; what the libraries need they construct on first use.
@@ -39,25 +40,32 @@ void outlive_readers() {
     std::signal(SIGPIPE, SIG_IGN);  // NOLINT(cert-err33-c): SIGPIPE can be ignored
 }
 
-constexpr std::array module_loggers{"drv_io",  "drv_io_page_station", "drv_io_lx4s",
-                                    "lin_ipc", "lin_property",        "eng_daemon"};
+// A connection of its own for every attempt at the identity, and a second for every answer.
+zel::property_reader_t connect_to_engine() {
+    constexpr int answer_timeout_ms = 1000;
+    auto client = std::make_shared<zel::property_client_t>();
+    // An unconnected client fails its first read, with a line in the log that says for which property.
+    client->connect();
+    return [client = std::move(client)](const std::string& name, std::string& value) {
+        return client->wait_for_something(name, value, answer_timeout_ms);
+    };
+}
 
 const struct before_main_t {
     before_main_t() {
         secure_standard_descriptors();
         outlive_readers();
 
-        for (const auto* const name : module_loggers) {
+        for (const auto* const name : zel::loggers::all) {
             zel::register_logger(name);
         }
         zel::setup_logging_with_environment(program_invocation_name, "");
 
-        zel::identify<zel::property_client_t>();
+        zel::identify(&connect_to_engine);
 
-        // Never destroyed, none of them: the process that detaches ends here, and must leave the hardware to
-        // its child.
-        alignas(io::system_t) static std::array<std::byte, sizeof(io::system_t)> hardware_root;
-        new (hardware_root.data()) io::system_t;
+        // Never destroyed, none of them: a process ends with its static objects taken down one by one, and a
+        // worker thread or a late log line would find some of them gone.
+        [[maybe_unused]] static const auto& hardware_root = *new io::system_t;
         [[maybe_unused]] const auto& controller = io::control();
         [[maybe_unused]] const auto& front_panel = io::front_panel();
         [[maybe_unused]] const auto& page_station = io::page_station();

@@ -17,24 +17,20 @@ namespace {
 
 fuzz::input_t answers{std::string_view{}};
 
-class client_t {
-  public:
-    static bool connect() { return true; }
-    static bool wait_for_something(const std::string& /*name*/, std::string& value, int /*timeout_ms*/) {
-        if (answers.empty()) {
-            return false;
-        }
-        value = answers.line();
-        return true;
+bool next_answer(const std::string& /*name*/, std::string& value) {
+    if (answers.empty()) {
+        return false;
     }
-};
+    value = answers.line();
+    return true;
+}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     answers = {data, size};
     try {
-        const auto record = zel::read_platform<client_t>();
+        const auto record = zel::read_platform(&next_answer);
         if (record) {
             constexpr std::array codes{0, 1, 2, 3, 4, 6};
             fuzz::require(std::ranges::find(codes, record->arch) != codes.end(), "an architecture is listed");

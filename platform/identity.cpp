@@ -1,10 +1,12 @@
 #include "platform/identity.h"
 
+#include "platform/log.h"
 #include "platform/paths.h"
 #include "platform/product_tables.h"
 #include "platform/system_path.h"
 
 #include <array>
+#include <cstdlib>
 #include <fstream>
 #include <utility>
 
@@ -27,7 +29,14 @@ bool any_line_contains(std::string_view unit_path, std::string_view word) {
     return false;
 }
 
-constexpr platform_property_t properties[platform_property_count] = {
+/// How one property of the record is taken over from its text.
+struct platform_property_t {
+    const char* name;
+    void (*take)(platform_t& record, const std::string& value);
+};
+
+// In the order in which they are read.
+constexpr platform_property_t properties[] = {
     {"/sys/config/arch",
      [](platform_t& record, const std::string& value) { record.arch = architecture_code(value); }},
     {"/sys/config/platform",
@@ -89,8 +98,28 @@ bool running_under_hypervisor() {
     return hosted;
 }
 
-const platform_property_t (&platform_properties())[platform_property_count] {
-    return properties;
+std::optional<platform_t> read_platform(const property_reader_t& read) {
+    platform_t record;
+    for (const auto& property : properties) {
+        std::string value;
+        if (!read(property.name, value)) {
+            return std::nullopt;
+        }
+        property.take(record, value);
+    }
+    return record;
+}
+
+void identify(const std::function<property_reader_t()>& connect) {
+    constexpr int attempts = 2;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        if (auto record = read_platform(connect())) {
+            set_platform_identity(std::move(*record));
+            return;
+        }
+    }
+    log_error_s{} << "platform_t unable to read platform information from property engine.";
+    std::exit(-1);
 }
 
 }  // namespace zel

@@ -1,14 +1,10 @@
 #pragma once
 
-#include "platform/log.h"
-
-#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 /// On what hardware the process runs: the facts that the property engine keeps below "/sys/config/", and two
 /// checks of the kernel's own files.
@@ -42,61 +38,19 @@ void set_platform_identity(platform_t record);
 /// True when the processor's flags say that a hypervisor runs below. Read on the first call.
 [[nodiscard]] bool running_under_hypervisor();
 
-/// One attempt at the record, over a connection of its own that is gone afterwards. Blocks up to 1000 ms for
-/// each of seven properties; the first that does not arrive ends the attempt. A property that the engine does
-/// not have reads as empty. Throws std::out_of_range ("map::at") for a platform text that is not listed.
-///
-/// @tparam client_t  what reads a property: default-constructed, `connect()`, then
-///                   `bool wait_for_something(name, value_out, timeout_ms)`. A parameter because this folder
-///                   lies below the one that knows the engine.
-template <typename client_t>
-[[nodiscard]] std::optional<platform_t> read_platform();
+/// Reads a property of the engine: gives its value, an empty one for a property that the engine does not
+/// have.
+/// @return false when the engine does not answer.
+using property_reader_t = std::function<bool(const std::string& name, std::string& value)>;
+
+/// One attempt at the record: seven properties, and the first that cannot be read ends it. Throws
+/// std::out_of_range ("map::at") for a platform text that is not listed.
+[[nodiscard]] std::optional<platform_t> read_platform(const property_reader_t& read);
 
 /// Reads this process's record before `main`, with a second attempt at once when the first failed. When that
 /// fails too the process has no way to know its hardware: an error line, and exit status 255.
-template <typename client_t>
-void identify();
-
-// Implementation
-
-/// How one property of the record is taken over from its text.
-struct platform_property_t {
-    const char* name;
-    void (*take)(platform_t& record, const std::string& value);
-};
-
-inline constexpr std::size_t platform_property_count = 7;
-/// The properties of the record in the order in which they are read.
-[[nodiscard]] const platform_property_t (&platform_properties())[platform_property_count];
-
-template <typename client_t>
-std::optional<platform_t> read_platform() {
-    constexpr int answer_timeout_ms = 1000;
-    client_t client;
-    // An unconnected client fails its first read, with a line in the log that says for which property.
-    static_cast<void>(client.connect());
-    platform_t record;
-    for (const auto& property : platform_properties()) {
-        std::string value;
-        if (!client.wait_for_something(property.name, value, answer_timeout_ms)) {
-            return std::nullopt;
-        }
-        property.take(record, value);
-    }
-    return record;
-}
-
-template <typename client_t>
-void identify() {
-    constexpr int attempts = 2;
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (auto record = read_platform<client_t>()) {
-            set_platform_identity(std::move(*record));
-            return;
-        }
-    }
-    log_error_s{} << "platform_t unable to read platform information from property engine.";
-    std::exit(-1);
-}
+/// @param connect  gives the reader of one attempt, which is gone after it: an answer that came too late must
+///                 not be taken for one to the next attempt's questions.
+void identify(const std::function<property_reader_t()>& connect);
 
 }  // namespace zel

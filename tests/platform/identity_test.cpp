@@ -15,34 +15,28 @@ namespace {
 
 using list_t = std::vector<std::string>;
 
-/// Reads of an engine that ends its answers at some point.
-class fake_client_t {
-  public:
-    static inline std::map<std::string, std::string> properties{
-        {"/sys/config/arch", "aarch64"},           {"/sys/config/platform", "expc"},
-        {"/sys/config/part_number", "SU-2"},       {"/sys/config/fw_server_crc", "1"},
-        {"/sys/config/fw_server_hash", "2"},       {"/sys/config/fw_server_crc_compat", "3"},
-        {"/sys/config/fw_server_hash_compat", "4"}};
-    static inline std::vector<int> answers;  // to one client after the other
-    static inline list_t reads;
+/// An engine that ends its answers at some point, to one connection after the other.
+std::map<std::string, std::string> properties{
+    {"/sys/config/arch", "aarch64"},           {"/sys/config/platform", "expc"},
+    {"/sys/config/part_number", "SU-2"},       {"/sys/config/fw_server_crc", "1"},
+    {"/sys/config/fw_server_hash", "2"},       {"/sys/config/fw_server_crc_compat", "3"},
+    {"/sys/config/fw_server_hash_compat", "4"}};
+std::vector<int> answers;
+list_t reads;
 
-    fake_client_t() : answers_{answers.front()} { answers.erase(answers.begin()); }
-    bool connect() { return connected_ = true; }
-    bool wait_for_something(const std::string& name, std::string& value, int timeout_ms) {
-        EXPECT_EQ(timeout_ms, 1000);
+zel::property_reader_t connect() {
+    const int count = answers.front();
+    answers.erase(answers.begin());
+    return [left = count](const std::string& name, std::string& value) mutable {
         reads.push_back(name);
         value = properties[name];
-        return connected_ && answers_-- > 0;
-    }
-
-  private:
-    int answers_;
-    bool connected_ = false;
-};
+        return left-- > 0;
+    };
+}
 
 TEST(identity, is_read_from_seven_properties_and_again_from_the_first_when_one_does_not_come) {
-    fake_client_t::answers = {1, 7};
-    zel::identify<fake_client_t>();
+    answers = {1, 7};
+    zel::identify(&connect);
     const auto& record = zel::platform_identity();
     EXPECT_EQ(record.arch, 6);
     EXPECT_EQ(record.platform, 13);
@@ -50,22 +44,22 @@ TEST(identity, is_read_from_seven_properties_and_again_from_the_first_when_one_d
     EXPECT_EQ(record.part_number_text + record.fw_server_crc + record.fw_server_hash +
                   record.fw_server_crc_compat + record.fw_server_hash_compat,
               "SU-21234");
-    EXPECT_EQ(fake_client_t::reads,
+    EXPECT_EQ(reads,
               (list_t{"/sys/config/arch", "/sys/config/platform", "/sys/config/arch", "/sys/config/platform",
                       "/sys/config/part_number", "/sys/config/fw_server_crc", "/sys/config/fw_server_hash",
                       "/sys/config/fw_server_crc_compat", "/sys/config/fw_server_hash_compat"}));
 }
 
 TEST(identity, that_two_attempts_do_not_get_ends_the_process) {
-    fake_client_t::answers = {6, 6, 7};
-    EXPECT_EXIT(zel::identify<fake_client_t>(), testing::ExitedWithCode(255), "");
+    answers = {6, 6, 7};
+    EXPECT_EXIT(zel::identify(&connect), testing::ExitedWithCode(255), "");
 }
 
 TEST(identity, of_an_unlisted_platform_is_out_of_range_and_of_an_unlisted_part_number_0) {
-    fake_client_t::answers = {7};
-    fake_client_t::properties["/sys/config/arch"] = "sparc";
-    fake_client_t::properties["/sys/config/part_number"] = "XX-1";
-    zel::identify<fake_client_t>();
+    answers = {7};
+    properties["/sys/config/arch"] = "sparc";
+    properties["/sys/config/part_number"] = "XX-1";
+    zel::identify(&connect);
     EXPECT_EQ(zel::platform_identity().arch, 0);
     EXPECT_EQ(zel::platform_identity().part_number, 0U);
     EXPECT_THROW(static_cast<void>(zel::platform_code("EXPC")), std::out_of_range);
