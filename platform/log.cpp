@@ -17,15 +17,28 @@ spdlog::level::level_enum library_level(log_level_e level) {
     return static_cast<spdlog::level::level_enum>(level);
 }
 
+std::shared_ptr<spdlog::logger>& this_process_logger() {
+    static auto& logger = *new std::shared_ptr<spdlog::logger>;
+    return logger;
+}
+
 }  // namespace
 
 void log_base_s::guarded_format() noexcept {
+    formatting_ = true;
     try {
         format();
     } catch (const std::exception& error) {
         replace_text(error.what());
     } catch (...) {
         replace_text("Unknown exeption in logger");
+    }
+    formatting_ = false;
+}
+
+void log_base_s::emit(spdlog::logger* logger, log_level_e level) const {
+    if (logger != nullptr && !lost_) {
+        logger->log(library_level(level), "{}", text_.str());
     }
 }
 
@@ -43,15 +56,19 @@ scope_logger::scope_logger(const std::string& logger_name, log_level_e level)
 
 scope_logger::~scope_logger() {
     const auto& current = this_threads_logger();
-    if (const auto& logger = current ? current : logger_) {
-        logger->log(library_level(level_), "{}", text());
-    }
+    emit(current ? current.get() : logger_.get(), level_);
+}
+
+std::shared_ptr<spdlog::logger> process_logger() {
+    return this_process_logger();
+}
+
+void set_process_logger(std::shared_ptr<spdlog::logger> logger) {
+    this_process_logger() = std::move(logger);
 }
 
 log_error_s::~log_error_s() {
-    if (auto* const logger = spdlog::default_logger_raw()) {
-        logger->log(spdlog::level::err, "{}", text());
-    }
+    emit(this_process_logger().get(), log_level_e::error);
 }
 
 std::shared_ptr<spdlog::logger> current_logger() {

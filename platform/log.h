@@ -12,9 +12,9 @@ class logger;
 
 /// Stream-style log lines.
 ///
-/// A module writes `zel::scope_logger{"drv_io", zel::log_level_e::error} << "text " << number;` and the line
-/// goes out when the object is destroyed. Loggers are registered in platform/logging.h; a line for a logger
-/// that does not exist is dropped.
+/// A module writes `zel::scope_logger{zel::loggers::io, zel::log_level_e::error} << "text " << number;` and
+/// the line goes out when the object is destroyed. Loggers are registered in platform/logging.h, the names
+/// stand in platform/logger_names.h; a line for a logger that does not exist is dropped.
 namespace zel {
 
 /// Numbered as the logging library numbers its levels.
@@ -32,9 +32,18 @@ class log_base_s {
     /// fixed text when it is not a standard exception. Nothing escapes.
     void guarded_format() noexcept;
 
+    /// Adds to the text. A value whose own operator throws takes the whole line with it and nothing else: the
+    /// line is dropped, the caller goes on.
     template <typename value_t>
     log_base_s& operator<<(const value_t& value) {
-        text_ << value;
+        try {
+            text_ << value;
+        } catch (...) {
+            if (formatting_) {
+                throw;  // for `guarded_format`, which has a text for it
+            }
+            lost_ = true;
+        }
         return *this;
     }
 
@@ -42,12 +51,15 @@ class log_base_s {
     /// What a derived object adds to its line when `guarded_format` is called.
     virtual void format() {}
 
-    [[nodiscard]] std::string text() const { return text_.str(); }
+    /// Writes the text to a logger, if there is one and the text is whole.
+    void emit(spdlog::logger* logger, log_level_e level) const;
 
   private:
     void replace_text(const char* text);
 
     std::ostringstream text_;
+    bool formatting_ = false;
+    bool lost_ = false;
 };
 
 /// A line for one logger at one level. When the calling thread has a current logger, that one takes the line
@@ -63,6 +75,11 @@ class scope_logger : public log_base_s {
     std::shared_ptr<spdlog::logger> logger_;
     log_level_e level_;
 };
+
+/// The process's default logger, named after its program; empty until `setup_logging` has made it.
+[[nodiscard]] std::shared_ptr<spdlog::logger> process_logger();
+/// Done by `setup_logging`, before there are threads.
+void set_process_logger(std::shared_ptr<spdlog::logger> logger);
 
 /// A line at level error for the process's default logger; dropped while there is none.
 class log_error_s : public log_base_s {

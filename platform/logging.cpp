@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 
 namespace zel {
@@ -37,14 +38,28 @@ struct named_level_t {
     log_level_e level;
 };
 
-constexpr std::array<named_level_t, 8> lower_case_levels{{{"off", log_level_e::off},
-                                                          {"critical", log_level_e::critical},
-                                                          {"error", log_level_e::error},
-                                                          {"warning", log_level_e::warning},
-                                                          {"info", log_level_e::info},
-                                                          {"notice", log_level_e::info},
-                                                          {"debug", log_level_e::debug},
-                                                          {"trace", log_level_e::trace}}};
+constexpr std::array<named_level_t, 8> named_levels{{{"off", log_level_e::off},
+                                                     {"critical", log_level_e::critical},
+                                                     {"error", log_level_e::error},
+                                                     {"warning", log_level_e::warning},
+                                                     {"info", log_level_e::info},
+                                                     {"notice", log_level_e::info},
+                                                     {"debug", log_level_e::debug},
+                                                     {"trace", log_level_e::trace}}};
+
+std::optional<log_level_e> find_level(std::string_view lower_case_name) {
+    const auto* const found = std::ranges::find(named_levels, lower_case_name, &named_level_t::name);
+    return found == named_levels.end() ? std::nullopt : std::optional{found->level};
+}
+
+// ASCII, whatever the locale.
+std::string lower_case(std::string_view text) {
+    std::string lower{text};
+    std::ranges::transform(lower, lower.begin(), [](char character) {
+        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+    });
+    return lower;
+}
 
 void apply_level(spdlog::logger& logger, log_level_e level) {
     const auto library_level = static_cast<spdlog::level::level_enum>(level);
@@ -77,7 +92,9 @@ void use_sinks_of(const std::shared_ptr<spdlog::logger>& logger) {
 
 void make_default_logger(const std::string& name) {
     spdlog::drop(name);
-    spdlog::set_default_logger(std::make_shared<spdlog::logger>(name, state().sinks));
+    auto logger = std::make_shared<spdlog::logger>(name, state().sinks);
+    set_process_logger(logger);
+    spdlog::set_default_logger(std::move(logger));
 }
 
 void apply_levels(const rapidjson::Value& levels) {
@@ -149,36 +166,19 @@ std::string program_name() {
 }
 
 log_level_e parse_level(std::string_view text) {
-    if (text.empty()) {
-        return log_level_e::info;
-    }
     // Two spellings of each name count: "warning" and "Warning".
-    std::string name{text};
-    if (name.front() >= 'A' && name.front() <= 'Z') {
-        name.front() = static_cast<char>(name.front() - 'A' + 'a');
-    }
-    const auto* const found = std::find_if(lower_case_levels.begin(), lower_case_levels.end(),
-                                           [&](const auto& entry) { return entry.name == name; });
-    return found == lower_case_levels.end() ? log_level_e::info : found->level;
+    return find_level(
+               lower_case(text.substr(0, 1)).append(text.substr(std::min<std::size_t>(1, text.size()))))
+        .value_or(log_level_e::info);
 }
 
-bool set_logger_level(const std::string& logger_name, std::string level_name) {
-    if (logger_name.empty() || level_name.empty()) {
-        return false;
-    }
+bool set_logger_level(const std::string& logger_name, std::string_view level_name) {
     const auto logger = spdlog::get(logger_name);
-    if (!logger) {
+    const auto level = find_level(lower_case(level_name));
+    if (logger_name.empty() || !logger || !level) {
         return false;
     }
-    std::transform(level_name.begin(), level_name.end(), level_name.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-    });
-    const auto* const found = std::find_if(lower_case_levels.begin(), lower_case_levels.end(),
-                                           [&](const auto& entry) { return entry.name == level_name; });
-    if (found == lower_case_levels.end()) {
-        return false;
-    }
-    apply_level(*logger, found->level);
+    apply_level(*logger, *level);
     return true;
 }
 

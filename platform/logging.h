@@ -19,8 +19,6 @@ namespace zel {
 
 /// Line pattern of the console sinks: date, time, logger, level, text.
 inline constexpr const char* long_log_pattern = "[%m/%d/%Y %H:%M:%S] [%n] [%l] %v";
-/// The short pattern: the locale's date and time, then the text.
-inline constexpr const char* short_log_pattern = "[%x %X]: %v";
 
 /// Registers a module's logger on the distribution sink, at level info. A name already registered is left
 /// as it is. Safe to call before `main`.
@@ -45,13 +43,14 @@ void add_log_sink(const std::shared_ptr<spdlog::sinks::sink>& sink);
 /// The program's name as `setup_logging` settled it; empty before.
 [[nodiscard]] std::string program_name();
 
-/// "Warning" or "warning" and so on; every other text, another spelling included, reads as info.
+/// "Warning" or "warning" and so on; every other text, another spelling included, reads as info: a level file
+/// brings a logger back to its default that way.
 [[nodiscard]] log_level_e parse_level(std::string_view text);
 
 /// Sets a registered logger's level and flush level from a name in any case ("notice" counts as info).
 /// @return false, with nothing changed, when a text is empty, the logger does not exist or the level is
 ///         unknown.
-bool set_logger_level(const std::string& logger_name, std::string level_name);
+bool set_logger_level(const std::string& logger_name, std::string_view level_name);
 
 /// Applies the program's level file, "/var/rwfs2/log_level." + program name + ".json":
 ///

@@ -2,10 +2,8 @@
 
 #include "platform/exceptions.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 
 namespace zel {
 
@@ -50,15 +48,8 @@ void mem_block::resize(std::uint32_t size) {
 }
 
 void mem_block::assign(const void* source, std::uint32_t size) {
-    const auto* const from = static_cast<const std::byte*>(source);
-    const bool own = data_ != nullptr && !std::less{}(from, data_) && std::less{}(from, data_ + capacity_);
-    if (own) {
-        // To the front, before a change of size moves the memory or gives its end back.
-        std::memmove(data_, from,
-                     std::min<std::size_t>(size, static_cast<std::size_t>(data_ + capacity_ - from)));
-    }
     resize(size);
-    if (data_ != nullptr && source != nullptr && !own) {
+    if (data_ != nullptr && source != nullptr) {
         std::memcpy(data_, source, size);
     }
 }

@@ -26,8 +26,8 @@ class mem_block {
     void reserve(std::uint32_t capacity);
     /// Bytes that are in use before and after stay; fresh ones are not initialised.
     void resize(std::uint32_t size);
-    /// Resizes to `size` and copies as many bytes in, which may lie in the block itself. Without a source the
-    /// bytes stay as they are.
+    /// Resizes to `size` and copies as many bytes in. They must not lie in the block itself, whose memory the
+    /// change of size moves or gives back. Without a source the bytes stay as they are.
     void assign(const void* source, std::uint32_t size);
     /// Frees the memory and forgets the reservation.
     void release();

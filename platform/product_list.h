@@ -5,7 +5,8 @@
 #include <string_view>
 
 /// The family's product list. To add a product, add its row to `products`; to add a platform, its row to
-/// `platforms`. Everything that depends on them (look-ups, checks for duplicates) follows by itself.
+/// `platforms`. The look-ups follow by themselves; a name, code or part-number text that stands twice, or a
+/// row out of order, does not compile.
 namespace zel::product_list {
 
 /// Platform code by the text of "/sys/config/platform", in the order of the texts.

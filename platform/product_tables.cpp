@@ -3,8 +3,6 @@
 #include "platform/log.h"
 #include "platform/product_list.h"
 
-#include <spdlog/spdlog.h>
-
 #include <algorithm>
 #include <stdexcept>
 
@@ -25,6 +23,16 @@ static_assert(std::ranges::is_sorted(products, {}, &product_row_t::code) &&
                   std::ranges::adjacent_find(products, {}, &product_row_t::code) == products.end(),
               "the products stand in the order of their codes, each once");
 
+constexpr bool part_number_texts_differ() {
+    for (auto row = products.begin(); row != products.end(); ++row) {
+        if (std::ranges::find(row + 1, products.end(), row->text, &product_row_t::text) != products.end()) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(part_number_texts_differ(), "a part-number text belongs to one product");
+
 const product_row_t* find_product(std::uint32_t part_number) {
     const auto* const row = std::ranges::lower_bound(products, part_number, {}, &product_row_t::code);
     return row != products.end() && row->code == part_number ? row : nullptr;
@@ -40,7 +48,7 @@ std::vector<std::string> cpus_for(std::uint32_t part_number, auto cpu_vectors_t:
                                   std::vector<std::string> defaults) {
     const auto* const product = find_product(part_number);
     if (product == nullptr || product->cpus == nullptr) {
-        scope_logger{spdlog::default_logger(), log_level_e::warning}
+        scope_logger{process_logger(), log_level_e::warning}
             << "Table lookup failed for part number " << display_name(part_number) << ". Using default "
             << kind_name << " cpu vector";
         return defaults;

@@ -1,5 +1,6 @@
 #include "platform/console.h"
 #include "platform/logging.h"
+#include "platform/product_tables.h"
 #include "sim/peers/pseudo_terminal.h"
 #include "sim/root/log_file.h"
 #include "sim/root/unit_root.h"
@@ -9,7 +10,9 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <stdexcept>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -70,12 +73,31 @@ TEST_F(level_file, of_any_other_content_is_kept_and_ignored) {
 }
 
 TEST(level_names, are_known_in_two_spellings_by_the_parser_and_in_any_by_the_setter) {
-    EXPECT_EQ(zel::parse_level("Warning"), log_level_e::warning);
-    EXPECT_EQ(zel::parse_level("WARNING"), log_level_e::info);
     zel::register_logger("drv_io");
-    EXPECT_TRUE(zel::set_logger_level("drv_io", "CRITICAL"));
-    EXPECT_FALSE(zel::set_logger_level("drv_io", "verbose") || zel::set_logger_level("nobody", "info"));
-    EXPECT_EQ(spdlog::get("drv_io")->level(), 5);
+    const auto logger = spdlog::get("drv_io");
+    for (const auto& [lower, capital, upper, level] :
+         std::vector<std::tuple<const char*, const char*, const char*, int>>{
+             {"trace", "Trace", "TRACE", 0},
+             {"debug", "Debug", "DEBUG", 1},
+             {"info", "Info", "INFO", 2},
+             {"notice", "Notice", "NOTICE", 2},
+             {"warning", "Warning", "WARNING", 3},
+             {"error", "Error", "ERROR", 4},
+             {"critical", "Critical", "CRITICAL", 5},
+             {"off", "Off", "oFF", 6}}) {
+        EXPECT_EQ(static_cast<int>(zel::parse_level(lower)), level);
+        EXPECT_EQ(static_cast<int>(zel::parse_level(capital)), level);
+        EXPECT_EQ(zel::parse_level(upper), log_level_e::info);
+        EXPECT_TRUE(zel::set_logger_level("drv_io", upper));
+        EXPECT_EQ(logger->level(), level);
+        EXPECT_EQ(logger->flush_level(), level);
+    }
+    for (const auto* const unknown : {"", "warn", "verbose"}) {
+        EXPECT_EQ(zel::parse_level(unknown), log_level_e::info);
+        EXPECT_FALSE(zel::set_logger_level("drv_io", unknown));
+    }
+    EXPECT_FALSE(zel::set_logger_level("", "info") || zel::set_logger_level("nobody", "info"));
+    EXPECT_EQ(logger->level(), 6);
 }
 
 TEST(set_up, names_the_default_logger_and_takes_levels_from_environment_and_arguments) {
@@ -108,18 +130,45 @@ TEST(log_line, goes_to_the_threads_current_logger_if_there_is_one_and_nowhere_wi
     EXPECT_EQ(log.count("\n"), 4) << log.text();
 }
 
-TEST(log_line, that_cannot_be_collected_says_why) {
+TEST(log_line, of_the_process_is_dropped_before_logging_is_set_up) {
+    testing::internal::CaptureStdout();
+    zel::log_error_s{} << "early";
+    EXPECT_EQ(zel::network_cpus(999).size(), 0u);  // with a warning
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    zel::setup_logging("prog", "none");
+    const sim::log_capture_t log;
+    zel::log_error_s{} << "late";
+    EXPECT_TRUE(log.has("[prog] [error] late\n"));
+}
+
+struct fault_t {
+    friend std::ostream& operator<<(std::ostream&, const fault_t& fault) {
+        if (fault.standard) {
+            throw std::runtime_error{"no such thing"};
+        }
+        throw 1;
+    }
+    bool standard;
+};
+
+struct formatted_line_t : zel::scope_logger {
+    explicit formatted_line_t(bool standard) : scope_logger{"own", log_level_e::error}, fault{standard} {}
+    void format() override { *this << "lost" << static_cast<const char*>(nullptr) << fault; }
+    fault_t fault;
+};
+
+TEST(log_line, that_cannot_be_collected_says_why_when_it_is_formatted_and_is_lost_when_it_is_inserted) {
     const sim::log_capture_t log;
     zel::register_logger("own");
-    struct failing_line_t : zel::scope_logger {
-        using scope_logger::scope_logger;
-        void format() override {
-            *this << "lost" << static_cast<const char*>(nullptr);
-            throw 1;
-        }
-    };
-    failing_line_t{"own", log_level_e::error}.guarded_format();
+    formatted_line_t{false}.guarded_format();
+    formatted_line_t{true}.guarded_format();
+    zel::scope_logger{"own", log_level_e::error} << "lost" << fault_t{true} << "as well";
+    formatted_line_t broken{true};
+    broken.guarded_format();
+    broken << fault_t{false};
     EXPECT_TRUE(log.has("[own] [error] Unknown exeption in logger\n"));
+    EXPECT_TRUE(log.has("[own] [error] no such thing\n"));
+    EXPECT_EQ(log.count("\n"), 2);
 }
 
 TEST(console, line_never_waits_for_a_reader) {

@@ -22,7 +22,7 @@ TEST(mem_block, without_a_reservation_the_allocation_follows_every_change_of_siz
     block.resize(5);
     EXPECT_EQ(text_of(block), "seven");
     EXPECT_EQ(block.capacity(), 5u);
-    block.assign(block.data() + 2, 3);
+    block.assign("ven", 3);
     EXPECT_EQ(text_of(block), "ven");
     block.assign(nullptr, 0);
     EXPECT_EQ(block.data(), nullptr);
