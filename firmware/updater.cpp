@@ -43,12 +43,13 @@ updater_t& updater_t::instance() {
 }
 
 bool updater_t::poll(int timeout_ms) {
-    bool any = false;
-    while (client_.receive_message(message_.type, message_.path, message_.value, timeout_ms)) {
+    int taken = 0;
+    while (taken < most_a_poll &&
+           client_.receive_message(message_.type, message_.path, message_.value, timeout_ms)) {
         apply(message_);
-        any = true;
+        ++taken;
     }
-    return any;
+    return taken > 0;
 }
 
 void updater_t::apply(const message_t& message) {

@@ -22,7 +22,11 @@ class updater_t {
     /// The process's tracker, made by the first call and never destroyed.
     static updater_t& instance();
 
-    /// Applies every message that the property engine has for us.
+    /// What one poll takes at most. Many times what an updater sends in a pass, and a few milliseconds' work.
+    static constexpr int most_a_poll = 2000;
+
+    /// Applies the messages that the property engine has for us, up to `most_a_poll`; what is left then comes
+    /// first the next time.
     /// @param timeout_ms  how long to wait for each; 0 takes what has arrived. In a steady pass nothing is
     ///                    allocated.
     /// @return whether there was any message.

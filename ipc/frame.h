@@ -22,11 +22,16 @@ namespace zel::frame {
 inline constexpr std::string_view magic = "ipc_magic";
 inline constexpr std::size_t header_size = magic.size() + 2;
 
-/// The longest frame there is.
-inline constexpr std::size_t max_size = header_size + 65'535;
+/// The longest payload that its length can tell, and the longest frame there is.
+inline constexpr std::size_t max_payload = 0xFFFF;
+inline constexpr std::size_t max_size = header_size + max_payload;
 
-/// The fields of one decoded message, as views into the bytes they were decoded from. Messages have three
-/// fields at most: of a longer one only the number is known.
+/// What the texts of a request may have together: a payload less three lengths and the longest command word.
+inline constexpr std::size_t max_texts =
+    max_payload - std::size_t{3} * 2 - std::string_view{"monitor"}.size();
+
+/// The fields of one decoded message, as views into the bytes they were decoded from. No message has more
+/// than three fields: of a longer one the first three and the number of all are kept, for whoever reports it.
 class field_list_t {
   public:
     static constexpr std::size_t kept = 3;
@@ -46,7 +51,7 @@ class field_list_t {
 };
 
 /// The frame of a message. Lengths are written as their low 16 bits: the caller keeps the fields, their
-/// lengths included, below 65,536 bytes.
+/// lengths included, within `max_payload`.
 [[nodiscard]] std::string encode(std::initializer_list<std::string_view> fields);
 
 /// Whether `stream` can be the beginning of a frame, as far as it goes. Nothing at all can.
@@ -55,11 +60,14 @@ class field_list_t {
 /// How many bytes to skip until what remains starts like a frame. Linear in the result.
 [[nodiscard]] std::size_t garbage_length(std::string_view stream);
 
-/// Takes the frame at the start of `stream` apart.
+/// Takes the frame at the start of `stream` apart. Erases nothing: the fields are views into the stream, and
+/// the caller drops the frame when it is done with them.
 /// @param fields  cleared first. Stays empty when there is no whole frame yet, and for a frame that holds no
 ///                field: no payload, or a first field that claims more than the payload holds. A field that
 ///                is cut short ends the list.
-/// @return the bytes to consume: 0 when there is no whole frame, otherwise the frame's size.
+/// @return how many bytes to drop: 0 when there is no whole frame, otherwise the frame's size, also when it
+/// held
+///         no field.
 [[nodiscard]] std::size_t decode(std::string_view stream, field_list_t& fields);
 
 }  // namespace zel::frame

@@ -8,6 +8,7 @@ namespace zel {
 property_client_t::property_client_t() : socket_{std::string{paths::property_engine}} {}
 
 bool property_client_t::connect() {
+    burst_ = 0;
     return socket_.connect();
 }
 
@@ -76,15 +77,11 @@ bool property_client_t::receive_message(std::string& type, std::string& name, st
         name = "bad_payload";
         result = !rx_buffer_.empty();
     }
-    if (!result || timeout_ms != 0) {
-        burst_ = 0;
-    }
     return result;
 }
 
 bool property_client_t::next_frame(frame::field_list_t& fields, int timeout_ms) {
-    // Whoever drains the client gets all that had arrived, which is less than this (a socket holds 208 KiB by
-    // default), and then an end, also from an engine that sends faster than we can take it.
+    // A drain takes what had arrived, and comes to an end also when the engine sends faster than we take it.
     constexpr std::size_t longest_burst = 262'144;
     const auto may_read = [&] { return timeout_ms != 0 || burst_ < longest_burst; };
     bool readable = may_read() && socket_.wait_readable(0);
@@ -96,13 +93,15 @@ bool property_client_t::next_frame(frame::field_list_t& fields, int timeout_ms) 
         // Without time to wait, a socket just found empty is not asked again. One that is said to be readable
         // and gives nothing is in error: waiting for it would not wait.
         if (readable ? !arrived : timeout_ms == 0) {
-            return false;
+            break;
         }
         readable = may_read() && socket_.wait_readable(timeout_ms);
         if (!readable) {
-            return false;
+            break;
         }
     }
+    burst_ = 0;
+    return false;
 }
 
 // True when the buffer may hold something new.
@@ -113,7 +112,7 @@ bool property_client_t::take_bytes() {
         return true;
     }
     const auto arrived = socket_.append_available(rx_buffer_.storage());
-    burst_ += arrived;
+    burst_ = arrived < unix_stream_socket_t::most_at_once ? 0 : burst_ + arrived;
     return arrived > 0;
 }
 

@@ -44,8 +44,9 @@ class property_client_t : public property_client_intf_t {
     /// @param timeout_ms  starts anew whenever bytes arrive that complete no frame. 0 takes what has arrived,
     ///                    a negative value waits without end.
     /// @return false, with empty texts, when no message came in time, or none will come since the engine has
-    ///         gone or shut down its side. With time-out 0 also after 256 KiB without such a pause, so that a
-    ///         loop that drains the client ends; the next call goes on from there.
+    ///         gone or shut down its side. With time-out 0 also after 256 KiB during which the socket was
+    ///         never read empty, so that a loop that drains the client ends although the engine sends faster
+    ///         than we take; the next call goes on from there.
     bool receive_message(std::string& type, std::string& name, std::string& value, int timeout_ms);
 
   private:
@@ -56,7 +57,7 @@ class property_client_t : public property_client_intf_t {
 
     unix_stream_socket_t socket_;
     receive_buffer_t rx_buffer_;
-    std::size_t burst_ = 0;  ///< bytes read since a message was last asked for in vain
+    std::size_t burst_ = 0;  ///< bytes read since the socket was last empty, or a drain was ended
 };
 
 }  // namespace zel

@@ -20,7 +20,7 @@ class property_client_intf_t {
 
     // Requests. Each sends one message and waits for no answer; while the engine takes no bytes, a second at
     // most per part of the message. False when it was not sent whole; the connection stays open. Name and
-    // value together stay below 65,000 bytes.
+    // value together stay within `frame::max_texts`.
     virtual bool create(const std::string& name) = 0;
     virtual bool get(const std::string& name) = 0;
     virtual bool set(const std::string& name, const std::string& value) = 0;

@@ -85,10 +85,9 @@ std::string unix_stream_socket_t::read_available() {
 
 // NOLINTNEXTLINE(readability-make-member-function-const): it takes bytes off the stream
 std::size_t unix_stream_socket_t::append_available(std::string& bytes) {
-    constexpr std::size_t enough = 65'536;
     std::array<char, 128> chunk;  // NOLINT(*-member-init): recv fills it
     std::size_t appended = 0;
-    while (appended < enough) {
+    while (appended < most_at_once) {
         const auto count = ::recv(fd_, chunk.data(), chunk.size(), MSG_DONTWAIT);
         if (count < 1) {
             break;

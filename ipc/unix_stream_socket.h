@@ -46,11 +46,15 @@ class unix_stream_socket_t {
     /// @return the bytes received, 0 when there are none, negative with `errno` set on an error.
     ssize_t receive(void* buffer, std::size_t capacity);
 
-    /// Everything that has arrived, in reads of 128 bytes; stops once it holds 65,536 bytes or a little more.
+    /// What one call reads at most, up to the end of a read of 128 bytes.
+    static constexpr std::size_t most_at_once = 65'536;
+
+    /// Everything that has arrived, in reads of 128 bytes; stops once it holds `most_at_once` or a little
+    /// more.
     [[nodiscard]] std::string read_available();
 
     /// `read_available` for a caller whose wait has just succeeded: appends to `bytes` and does not wait.
-    /// @return the bytes appended.
+    /// @return the bytes appended; fewer than `most_at_once` when the socket is empty now.
     std::size_t append_available(std::string& bytes);
 
   private:

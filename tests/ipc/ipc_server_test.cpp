@@ -4,11 +4,15 @@
 #include "sim/root/log_file.h"
 #include "sim/unit/unit.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <mutex>
 #include <thread>
 
@@ -47,38 +51,99 @@ struct client_t : zel::unix_stream_socket_t {
     void say(std::string_view text) { EXPECT_EQ(send(text.data(), text.size()), std::ssize(text)); }
 };
 
+/// Serves as long as it lives: made after what the server's reaction uses.
+class serving_t {
+  public:
+    explicit serving_t(diary_server_t& server)
+        : server_{server}, thread_{[&server] { EXPECT_EQ(server.run(), 0); }} {
+        EXPECT_TRUE(sim::wait_until([&server] { return server.is_listening(); }));
+    }
+    ~serving_t() {
+        server_.stop = true;
+        static_cast<void>(zel::unix_stream_socket_t{service_path}.connect());  // to be noticed at once
+    }
+    void join() { thread_.join(); }
+
+  private:
+    diary_server_t& server_;
+    std::jthread thread_;
+};
+
 class ipc_server : public ::testing::Test {
   protected:
-    ~ipc_server() override { server_.stop = true; }
-
-    void start() {
-        thread_ = std::jthread{[this] { EXPECT_EQ(server_.run(), 0); }};
-        ASSERT_TRUE(sim::wait_until([this] { return server_.is_listening(); }));
+    bool diary_becomes(const std::string& text) {
+        return sim::wait_until([&] { return server_.diary() == text; });
     }
 
     sim::unit_root_t unit_{*sim::find_unit("container")};
     diary_server_t server_{service_path};
-    std::jthread thread_;
 };
+
+std::ptrdiff_t descriptors() {
+    return std::distance(std::filesystem::directory_iterator{"/proc/self/fd"}, {});
+}
 
 TEST_F(ipc_server, clients_are_heard_before_they_leave_and_a_stop_from_within_sends_no_farewells) {
     unit_.write_file(service_path, "left by an earlier process");
     server_.reaction = [this](int, std::string_view text) { server_.stop = text == "stop"; };
     std::string diary;
     for (int run = 0; run < 2; ++run) {
-        start();
+        serving_t serving{server_};
         client_t client;
         client.say("last words");
         ::shutdown(client.fd(), SHUT_WR);
-        diary += "+last words-";
-        EXPECT_TRUE(sim::wait_until([&] { return server_.diary() == diary; }));
+        EXPECT_TRUE(diary_becomes(diary += "+last words-"));
         client_t stopping;
         stopping.say("stop");
-        thread_.join();
+        serving.join();
         EXPECT_EQ(server_.diary(), diary += "+stop");
         EXPECT_FALSE(stopping.wait_readable(10'000)) << "the connection was closed";
         EXPECT_FALSE(std::filesystem::exists(unit_.file(service_path)));
     }
+}
+
+TEST_F(ipc_server, clients_are_served_side_by_side_and_leave_nothing_behind) {
+    server_.reaction = [this](int fd, std::string_view text) {
+        EXPECT_EQ(server_.send(fd, text.data(), text.size(), 0), std::ssize(text));
+    };
+    const serving_t serving{server_};
+    std::string diary;
+    std::ptrdiff_t open = 0;
+    for (int round = 0; round < 3; ++round) {
+        client_t first;
+        client_t second;
+        EXPECT_EQ(::fcntl(first.fd(), F_GETFD), FD_CLOEXEC);
+        EXPECT_NE(::fcntl(first.fd(), F_GETFL) & O_NONBLOCK, 0);
+        second.say("2");
+        EXPECT_TRUE(diary_becomes(diary += "++2"));
+        first.say("1");
+        EXPECT_TRUE(diary_becomes(diary += "1"));
+        EXPECT_TRUE(first.wait_readable(1000));
+        EXPECT_EQ(first.read_available(), "1");
+        EXPECT_EQ(second.read_available(), "2");
+        first.close();
+        EXPECT_TRUE(diary_becomes(diary += "-"));
+        second.say("still here");
+        EXPECT_TRUE(diary_becomes(diary += "still here"));
+        second.close();
+        EXPECT_TRUE(diary_becomes(diary += "-"));
+        EXPECT_TRUE(round == 0 || sim::wait_until([&] { return descriptors() == open; }));
+        open = descriptors();
+    }
+}
+
+TEST_F(ipc_server, nobody_is_ended_by_a_peer_that_takes_nothing_more) {
+    std::atomic<int> refused{0};
+    server_.reaction = [&](int fd, std::string_view text) {
+        EXPECT_EQ(server_.send(fd, text.data(), text.size(), 1000), -1);
+        refused = errno;
+        ::shutdown(fd, SHUT_RD);
+    };
+    const serving_t serving{server_};
+    client_t client;
+    ::shutdown(client.fd(), SHUT_RD);
+    client.say("anybody there?");
+    EXPECT_TRUE(sim::wait_until([&] { return refused == EPIPE && client.send("", 1) < 1; }));
 }
 
 TEST_F(ipc_server, a_client_that_does_not_read_is_logged_once_a_stall) {
@@ -94,7 +159,7 @@ TEST_F(ipc_server, a_client_that_does_not_read_is_logged_once_a_stall) {
                             " timeout 20ms\n"),
                   stalls);
     };
-    start();
+    const serving_t serving{server_};
     client_t client;
     for (const int stall : {1, 2}) {
         client.say("fill");
