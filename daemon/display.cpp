@@ -13,6 +13,9 @@ namespace {
 
 constexpr int full_backlight = 127;
 
+// A display is there when it can be brought up, tells its revision and takes a level. That the revision can
+// be read is all that counts: every revision shows the same screens, so the number goes nowhere.
+
 bool bring_up_front_panel() {
     auto& panel = io::front_panel();
     int revision = 0;

@@ -18,7 +18,8 @@ constexpr bool supervised = false;
 
 }  // namespace
 
-// A fault on the way into the background ends the process abnormally, on purpose: nobody is left to tell.
+// A fault on the way into the background ends the process abnormally. Whoever started it learns of a failed
+// fork by that; of a child's later trouble only the system does, the parent has ended with 0 by then.
 int main() {  // NOLINT(bugprone-exception-escape)
     if (zel::daemonize() != 0) {
         return 0;

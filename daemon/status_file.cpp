@@ -1,11 +1,11 @@
 #include "daemon/status_file.h"
 
+#include "daemon/decimal.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <charconv>
 #include <utility>
 
 namespace firmware {
@@ -27,12 +27,9 @@ constexpr std::string_view after_detail = "</detail>\r\n"
 status_file_t::status_file_t(std::string path) : path_{std::move(path)} {}
 
 void status_file_t::write(std::string_view state, int progress, std::string_view detail) {
-    std::array<char, 12> digits{};
-    const auto converted = std::to_chars(digits.data(), digits.data() + digits.size(), progress);
-    const std::string_view number{digits.data(), static_cast<std::size_t>(converted.ptr - digits.data())};
-
     text_.assign(up_to_state).append(state);
-    text_.append(state_to_progress).append(number);
+    text_.append(state_to_progress);
+    append_decimal(text_, progress);
     text_.append(progress_to_detail).append(detail);
     text_.append(after_detail);
     save();

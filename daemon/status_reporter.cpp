@@ -1,10 +1,9 @@
 #include "daemon/status_reporter.h"
 
+#include "daemon/decimal.h"
 #include "platform/paths.h"
 #include "platform/system_path.h"
 
-#include <array>
-#include <charconv>
 #include <string>
 #include <utility>
 
@@ -59,15 +58,11 @@ void status_reporter_t::notify_ipc() {
     if (last_state_ == update_state_e::idle) {
         notify("fw_update_begin");
     }
-    // Built in place: a pass does not allocate.
-    std::array<char, 64> text{};
-    const auto append = [&](char* at, std::string_view part) { return at + part.copy(at, part.size()); };
-    char* end = append(append(text.data(), "fw_update_state "), display_name(updater_.state()));
-    notify({text.data(), static_cast<std::size_t>(end - text.data())});
-
-    end = append(text.data(), "fw_update_progress ");
-    end = std::to_chars(end, text.data() + text.size(), updater_.progress()).ptr;
-    notify({text.data(), static_cast<std::size_t>(end - text.data())});
+    text_.assign("fw_update_state ").append(display_name(updater_.state()));
+    notify(text_);
+    text_.assign("fw_update_progress ");
+    append_decimal(text_, updater_.progress());
+    notify(text_);
 }
 
 void status_reporter_t::notify(std::string_view text) {

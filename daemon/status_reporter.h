@@ -6,6 +6,7 @@
 #include "ipc/unix_stream_socket.h"
 
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace firmware {
@@ -42,6 +43,7 @@ class status_reporter_t {
     status_file_t status_file_;
     display_mode_e display_mode_ = display_mode_e::none;
     std::unique_ptr<zel::unix_stream_socket_t> ipc_;
+    std::string text_;  // kept for its capacity
     update_state_e last_state_ = update_state_e::idle;
 };
 
