@@ -1,14 +1,18 @@
 #include "io/keypad/intel_hex.h"
 #include "io/keypad/keypad_image.h"
+#include "platform/version.h"
+
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdio>
-#include <fstream>
 #include <iomanip>
 #include <iostream>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -26,10 +30,11 @@ constexpr int file_trouble = 3;
 
 constexpr std::string_view usage = R"(Usage: hextool check IMAGE
        hextool convert BINARY IMAGE
+       hextool --version
 
 check    Reads a keypad image the way the daemon does and says what is wrong with it and where:
          Intel HEX data records from address 0 on, without gaps, ending on every 128-byte block's end,
-         8192 bytes in all.
+         8192 bytes in all. Warns of bytes behind these, which the controller does not get.
 convert  Makes an image of a raw binary of up to 8192 bytes; a shorter one is filled up with zeros, as
          erased flash reads.
 
@@ -118,71 +123,98 @@ std::string address_problem(const io::keypad_image_reading_t& reading, std::size
            ": the record is for " + hex(record.address) + " where " + hex(expected) + " has to follow";
 }
 
+/// What a file holds, read once: it may be a pipe.
+std::optional<std::string> content_of(const std::string& path) {
+    const auto file = open_file(path, "rb");
+    if (!file) {
+        return std::nullopt;
+    }
+    std::string content;
+    std::array<char, 4096> chunk;  // NOLINT(*-member-init): fread fills it
+    while (const auto count = std::fread(chunk.data(), 1, chunk.size(), file.get())) {
+        content.append(chunk.data(), count);
+    }
+    if (std::ferror(file.get()) != 0) {
+        std::cerr << "hextool: cannot read " << path << '\n';
+        return std::nullopt;
+    }
+    return content;
+}
+
+file_t open_content(std::string& content) {
+    return {::fmemopen(content.data(), content.size(), "r"), &std::fclose};
+}
+
 /// The lines as they are, a carriage return at the end included.
-std::vector<std::string> lines_of(const std::string& path) {
-    std::ifstream file{path, std::ios::binary};
+std::vector<std::string> lines_of(const std::string& content) {
+    std::istringstream text{content};
     std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; std::getline(text, line);) {
         lines.push_back(line);
     }
     return lines;
 }
 
-/// Bytes in the data records before a record: where it would have to begin if blocks did not matter.
-std::size_t bytes_before(const std::string& path, std::size_t record_number) {
-    const auto file = open_file(path, "r");
+/// Bytes in the data records from here on, up to a number of records or the first line that is none.
+std::size_t data_bytes(std::FILE* file, std::size_t records) {
+    constexpr int data = 0;
     io::ihex_record record;
     std::size_t bytes = 0;
-    for (std::size_t i = 1; file && i < record_number; ++i) {
-        if (io::read_record(&record, file.get()) != io::ihex_result_e::success) {
-            break;
-        }
-        bytes += static_cast<std::size_t>(record.data_len);
+    for (; records > 0 && io::read_record(&record, file) == io::ihex_result_e::success; --records) {
+        bytes += record.type == data ? static_cast<std::size_t>(record.data_len) : 0;
     }
     return bytes;
 }
 
-int check(const std::string& path) {
-    const auto file = open_file(path, "r");
-    if (!file) {
-        return file_trouble;
+int tell_good(const std::string& path, const io::keypad_image_reading_t& reading, std::uint16_t sum,
+              std::size_t bytes_behind) {
+    std::cout << path << ": good, " << io::keypad_image_size << " bytes in " << reading.records
+              << " records, byte sum " << hex(sum) << " (" << sum << ")\n";
+    if (bytes_behind != 0) {
+        std::cout << path << ": warning: " << bytes_behind << " more bytes follow, which the controller of "
+                  << io::keypad_image_size << " bytes does not get\n";
     }
-    auto image = std::make_unique<io::keypad_image_t>();
-    std::uint16_t sum = 0;
-    const auto reading = io::read_keypad_image(file.get(), *image, sum);
-    if (reading.fault == io::keypad_image_fault_e::none) {
-        std::cout << path << ": good, " << image->size() << " bytes in " << reading.records
-                  << " records, byte sum " << hex(sum) << " (" << sum << ")\n";
-        return good;
-    }
-    if (reading.result == io::ihex_result_e::file_error) {
-        std::cerr << "hextool: cannot read " << path << '\n';
-        return file_trouble;
-    }
-    // A line is a record, unless it is too long to be read at once.
-    const auto lines = lines_of(path);
+    return good;
+}
+
+/// What is wrong, with its line. A line is a record, unless it is too long to be read at once.
+std::string problem_of(std::string& content, const io::keypad_image_reading_t& reading) {
+    const auto lines = lines_of(content);
     const auto number = reading.records;
     const auto overlong = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
         return line.size() >= io::ihex_line_limit;
     });
     const auto overlong_number = static_cast<std::size_t>(overlong - lines.begin()) + 1;
     if (overlong != lines.end() && overlong_number <= number) {
-        std::cout << path << ": line " << overlong_number << ": the line has " << overlong->size()
-                  << " characters, more than any record\n";
-        return bad_image;
+        return "line " + std::to_string(overlong_number) + ": the line has " +
+               std::to_string(overlong->size()) + " characters, more than any record";
     }
-    std::string problem;
+    const auto line = "line " + std::to_string(number) + ": ";
     switch (reading.fault) {
     case io::keypad_image_fault_e::not_intel_hex:
-        problem = not_hex_problem(reading, number <= lines.size() ? lines[number - 1] : "");
-        break;
+        return line + not_hex_problem(reading, number <= lines.size() ? lines[number - 1] : "");
     case io::keypad_image_fault_e::not_data:
-        problem = not_data_problem(reading);
-        break;
+        return line + not_data_problem(reading);
     default:
-        problem = address_problem(reading, bytes_before(path, number));
+        // Where the record would have to begin if blocks did not matter.
+        return line + address_problem(reading, data_bytes(open_content(content).get(), number - 1));
     }
-    std::cout << path << ": line " << number << ": " << problem << '\n';
+}
+
+int check(const std::string& path) {
+    auto content = content_of(path);
+    if (!content) {
+        return file_trouble;
+    }
+    const auto file = open_content(*content);
+    auto image = std::make_unique<io::keypad_image_t>();
+    std::uint16_t sum = 0;
+    const auto reading = io::read_keypad_image(file.get(), *image, sum);
+    if (reading.fault == io::keypad_image_fault_e::none) {
+        constexpr auto all = std::numeric_limits<std::size_t>::max();
+        return tell_good(path, reading, sum, data_bytes(file.get(), all));
+    }
+    std::cout << path << ": " << problem_of(*content, reading) << '\n';
     return bad_image;
 }
 
@@ -238,17 +270,25 @@ int convert(const std::string& binary, const std::string& image) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::vector<std::string> arguments{argv + 1, argv + argc};
-    if (arguments.size() == 1 && (arguments[0] == "--help" || arguments[0] == "-h")) {
-        std::cout << usage;
-        return good;
+    CLI::App app{"", "hextool"};
+    app.formatter_fn(
+        [](const CLI::App*, const std::string&, CLI::AppFormatMode) { return std::string{usage}; });
+    app.set_version_flag("--version", std::string{zel::version_text()});
+    app.require_subcommand(1);
+    std::string binary;
+    std::string image;
+    auto& checking = *app.add_subcommand("check");
+    checking.add_option("IMAGE", image)->required();
+    auto& converting = *app.add_subcommand("convert");
+    converting.add_option("BINARY", binary)->required();
+    converting.add_option("IMAGE", image)->required();
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& asked) {
+        return app.exit(asked);
+    } catch (const CLI::ParseError&) {
+        std::cerr << usage;
+        return bad_usage;
     }
-    if (arguments.size() == 2 && arguments[0] == "check") {
-        return check(arguments[1]);
-    }
-    if (arguments.size() == 3 && arguments[0] == "convert") {
-        return convert(arguments[1], arguments[2]);
-    }
-    std::cerr << usage;
-    return bad_usage;
+    return checking.parsed() ? check(image) : convert(binary, image);
 }

@@ -1,11 +1,37 @@
 // propctl: reads, sets and follows properties of the unit's property engine.
 
+#include "platform/version.h"
 #include "tools/property_tool.h"
 
-#include <algorithm>
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
+#include <string>
 
 int main(int argc, char** argv) {
+    CLI::App app{"", "propctl"};
+    app.formatter_fn([](const CLI::App*, const std::string&, CLI::AppFormatMode) {
+        return std::string{tools::property_tool_t::help};
+    });
+    app.set_version_flag("--version", std::string{zel::version_text()});
+    // What stands behind a command is the property tool's, to the letter: a value may begin with a "-".
+    app.prefix_command();
+    for (const auto& command : tools::property_tool_t::commands) {
+        app.add_subcommand(std::string{command.word})->prefix_command();
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& asked) {
+        return app.exit(asked);
+    } catch (const CLI::ParseError& error) {
+        std::fprintf(stderr, "propctl: %s, see --help\n", error.what());
+        return tools::property_tool_t::bad_usage;
+    }
+    auto words = app.remaining();
+    for (const auto* const command : app.get_subcommands()) {
+        words = command->remaining();
+        words.insert(words.begin(), command->get_name());
+    }
     zel::property_client_t client;
-    return tools::property_tool_t{client, stdout, stderr}.run({argv + std::min(argc, 1), argv + argc});
+    return tools::property_tool_t{client, stdout, stderr}.run(words);
 }

@@ -14,32 +14,33 @@ namespace {
 
 constexpr int answer_ms = 1000;
 
-constexpr const char* help =
+constexpr auto any_number = std::numeric_limits<std::size_t>::max();
+
+bool fits_a_message(const property_tool_t::words_t& arguments) {
+    std::size_t total = 0;
+    for (const auto& argument : arguments) {
+        total += argument.size();
+    }
+    return total <= zel::frame::max_texts;
+}
+
+}  // namespace
+
+const char* const property_tool_t::help =
     "Reads, sets and follows properties of the unit's property engine.\n"
     "\n"
     "  propctl get NAME...          prints the values, one a line\n"
     "  propctl set NAME VALUE       sets an existing property\n"
     "  propctl create NAME [VALUE]  makes a property, and sets it\n"
     "  propctl list [PREFIX]        prints NAME=VALUE for the properties whose names\n"
-    "                               begin with PREFIX, or for all\n"
+    "                               begin with PREFIX, or for all, as far as the\n"
+    "                               engine supports it\n"
     "  propctl monitor NAME...      prints NAME=VALUE now and at every change, until\n"
-    "                               interrupted\n"
+    "                               interrupted; without a value, once it has one\n"
+    "  propctl --version\n"
     "\n"
     "Exit status: 0 done, 1 no such property, or it kept its value, 2 wrong usage,\n"
     "3 no property engine, or none that answers.\n";
-
-constexpr auto any_number = std::numeric_limits<std::size_t>::max();
-
-bool fits_a_message(const property_tool_t::words_t& arguments) {
-    constexpr std::size_t most = 65'000;
-    std::size_t total = 0;
-    for (const auto& argument : arguments) {
-        total += argument.size();
-    }
-    return total <= most;
-}
-
-}  // namespace
 
 const property_tool_t::command_t property_tool_t::commands[5] = {
     {"get", 1, any_number, &property_tool_t::get},
@@ -49,10 +50,6 @@ const property_tool_t::command_t property_tool_t::commands[5] = {
     {"monitor", 1, any_number, &property_tool_t::monitor}};
 
 int property_tool_t::run(const words_t& words) {
-    if (!words.empty() && (words[0] == "--help" || words[0] == "-h")) {
-        std::fputs(help, output_);
-        return done;
-    }
     if (words.empty()) {
         std::fputs(help, errors_);
         return bad_usage;
@@ -107,11 +104,7 @@ int property_tool_t::create(const words_t& arguments) {
     if (!client_.create(arguments[0])) {
         return lost();
     }
-    if (arguments.size() == 2) {
-        return set(arguments);
-    }
-    std::string value;
-    return read(arguments[0], value);
+    return arguments.size() == 2 ? set(arguments) : follow(arguments[0]);
 }
 
 int property_tool_t::list(const words_t& arguments) {
@@ -136,9 +129,14 @@ int property_tool_t::list(const words_t& arguments) {
 }
 
 int property_tool_t::monitor(const words_t& names) {
-    // Changes first: one that comes before the answer to get is followed by that answer.
     for (const auto& name : names) {
-        if (!client_.monitor(name) || !client_.get(name)) {
+        if (const int status = follow(name); status != done) {
+            return status;
+        }
+    }
+    // The values come after the last change that `follow` may have let pass.
+    for (const auto& name : names) {
+        if (!client_.get(name)) {
             return lost();
         }
     }
@@ -149,11 +147,26 @@ int property_tool_t::monitor(const words_t& names) {
     while (next(type, name, value, for_ever)) {
         if (type == "changed" || type == "get_response") {
             print_line(name, value);
-        } else if (name == "no_property") {
-            return unknown(value);
         }
     }
     return fail(no_engine, "the property engine has gone");
+}
+
+int property_tool_t::follow(const std::string& name) {
+    // An engine refuses to follow what it does not know and says nothing otherwise: the refusal of a nameless
+    // property tells that it has come past the request.
+    if (!client_.monitor(name) || !client_.get("")) {
+        return lost();
+    }
+    std::string type;
+    std::string reply_name;
+    std::string value;
+    while (next(type, reply_name, value, answer_ms)) {
+        if (type == "error" && reply_name == "no_property") {
+            return value == name ? unknown(name) : done;
+        }
+    }
+    return lost();
 }
 
 int property_tool_t::read(const std::string& name, std::string& value) {

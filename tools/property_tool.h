@@ -23,8 +23,17 @@ class property_tool_t {
 
     using words_t = std::vector<std::string>;
 
+    struct command_t {
+        std::string_view word;
+        std::size_t fewest;
+        std::size_t most;
+        int (property_tool_t::*run)(const words_t& arguments);
+    };
+    static const command_t commands[5];
+    static const char* const help;
+
     /// @param client  connected when the command line turns out right, unless it is connected already.
-    /// @param output  where properties and the help go; `errors` takes everything else. Both stay open.
+    /// @param output  where properties go; `errors` takes everything else. Both stay open.
     property_tool_t(zel::property_client_t& client, std::FILE* output, std::FILE* errors)
         : client_{client}, output_{output}, errors_{errors} {}
 
@@ -34,20 +43,15 @@ class property_tool_t {
     [[nodiscard]] int run(const words_t& words);
 
   private:
-    struct command_t {
-        std::string_view word;
-        std::size_t fewest;
-        std::size_t most;
-        int (property_tool_t::*run)(const words_t& arguments);
-    };
-    static const command_t commands[5];
-
     [[nodiscard]] int get(const words_t& names);
     [[nodiscard]] int set(const words_t& arguments);
     [[nodiscard]] int create(const words_t& arguments);
     [[nodiscard]] int list(const words_t& arguments);
     [[nodiscard]] int monitor(const words_t& names);
 
+    /// Asks for a property's changes. The value need not be known, only the property; changes that come
+    /// meanwhile are dropped.
+    [[nodiscard]] int follow(const std::string& name);
     /// Asks for one property and takes messages up to the answer.
     [[nodiscard]] int read(const std::string& name, std::string& value);
     /// Takes a message. A malformed one at the end of what has arrived counts: it has a type, silence has
