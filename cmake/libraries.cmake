@@ -56,4 +56,10 @@ if(FWSTATUS_OPERATOR_TOOLS)
   find_package(tinyxml2 REQUIRED)
   add_library(fwstatus_tinyxml2 INTERFACE)
   target_link_libraries(fwstatus_tinyxml2 INTERFACE tinyxml2::tinyxml2)
+  find_library(FWSTATUS_HTTPLIB cpp-httplib REQUIRED)
+  add_library(fwstatus_httplib INTERFACE)
+  target_link_libraries(fwstatus_httplib INTERFACE ${FWSTATUS_HTTPLIB} Threads::Threads)
+  # As the distribution's library is compiled: its classes have members that depend on these.
+  target_compile_definitions(fwstatus_httplib INTERFACE CPPHTTPLIB_OPENSSL_SUPPORT CPPHTTPLIB_ZLIB_SUPPORT
+                                                        CPPHTTPLIB_BROTLI_SUPPORT)
 endif()

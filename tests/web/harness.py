@@ -26,7 +26,7 @@ def program(name):
     found = [path for path in build.rglob(name) if path.is_file() and os.access(path, os.X_OK)]
     if not found:
         sys.exit(f"{name} is not below {build}: build it first")
-    return str(found[0])
+    return str(max(found, key=lambda path: path.stat().st_mtime))
 
 
 def wait_for(what, seconds=10.0, every=0.02):
@@ -148,6 +148,7 @@ class server_t:
         self.port = free_port()
         self.url = f"http://127.0.0.1:{self.port}"
         self.directory = tempfile.TemporaryDirectory(prefix="fwweb.")
+        atexit.register(self.directory.cleanup)
         if settings is None:
             settings = (tree / "packaging/web" / f"fwstatus.{kind}").read_text()
         text = settings.replace("/usr/zel/www", str(www))

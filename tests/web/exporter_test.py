@@ -1,0 +1,274 @@
+"""fwstatus-exporter in front of the real daemon, and of web servers that behave badly."""
+
+import concurrent.futures
+import pathlib
+import re
+import signal
+import socket
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+import urllib.parse
+
+import harness
+from harness import fetch, wait_for
+
+xml = "<status>\r\n  <state>{}</state>\r\n  <progress>{}</progress>\r\n  <detail>{}</detail>\r\n</status>\r\n"
+
+
+class exporter_t:
+    def __init__(self, *options):
+        self.process = harness.process_t(harness.program("fwstatus-exporter"), "--listen", "127.0.0.1:0", *options)
+        line = wait_for(lambda: re.search(r"listening on (\S+), .*\n", self.process.output()))
+        self.url = "http://" + line.group(1)
+
+    def probe(self, target, **headers):
+        """Status and text of an answer."""
+        status, _, body = fetch(f"{self.url}/probe?target={urllib.parse.quote(target)}", headers, 30)
+        return status, body.decode()
+
+    def values(self, target, **headers):
+        """The metrics that are not 0, without the duration."""
+        status, text = self.probe(target, **headers)
+        if status != 200:
+            raise AssertionError(text)
+        lint = subprocess.run(["promtool", "check", "metrics"], input=text, capture_output=True, text=True, check=False)
+        if lint.returncode or lint.stdout or lint.stderr:
+            raise AssertionError(lint.stdout + lint.stderr + text)
+        found = dict(line.rsplit(" ", 1) for line in text.splitlines() if not line.startswith("#"))
+        del found["fwstatus_probe_duration_seconds"]
+        return {name: float(value) for name, value in found.items() if float(value)}
+
+
+class bad_server_t:
+    """Takes connections and lets `behave(connection, number)` loose on each."""
+
+    def __init__(self, behave):
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.target = "127.0.0.1:%d" % self.listener.getsockname()[1]
+        self.behave = behave
+        self.count = 0
+        self.held = []
+        threading.Thread(target=self.serve, daemon=True).start()
+
+    def serve(self):
+        while True:
+            try:
+                connection, _ = self.listener.accept()
+            except OSError:
+                return
+            self.count += 1
+            threading.Thread(target=self.one, args=(connection, self.count), daemon=True).start()
+
+    def one(self, connection, number):
+        self.held.append(connection)
+        try:
+            connection.recv(4096)
+            if self.behave(connection, number) != "hold":
+                connection.close()
+        except OSError:
+            pass
+
+
+def answering(body, head="HTTP/1.1 200 OK\r\nContent-Length: {}\r\n\r\n"):
+    body = body.encode() if isinstance(body, str) else body
+    return lambda connection, number: connection.sendall(head.format(len(body)).encode() + body)
+
+
+def dripping(first, drop):
+    def behave(connection, number):
+        connection.sendall(first)
+        while True:
+            connection.sendall(drop)
+            time.sleep(0.05)
+    return behave
+
+
+def endless(first, piece):
+    def behave(connection, number):
+        connection.sendall(first)
+        while True:
+            connection.sendall(piece)
+    return behave
+
+
+class exporter_test(unittest.TestCase):
+    def test_tells_of_an_update_on_a_real_unit(self):
+        unit = harness.unit_t()
+        server = harness.server_t("lighttpd", unit.www)
+        target = f"127.0.0.1:{server.port}"
+        exporter = exporter_t("--allow", "127.0.0.0/8:*")
+        self.assertEqual(exporter.values(target), {"fwstatus_up": 1, 'fwstatus_update_state{state="idle"}': 1})
+        for state, progress in (("initializing", 0), ("fw_write", 37), ("fpga_write", 99), ("complete", 100), ("error", 7)):
+            unit.set(state=state, progress=str(progress), detail='"</detail><state>idle</state>\n\xff')
+            expected = {"fwstatus_up": 1, f'fwstatus_update_state{{state="{state}"}}': 1,
+                        "fwstatus_update_progress_ratio": progress / 100}
+            wait_for(lambda: exporter.values(target) == {k: v for k, v in expected.items() if v}, 3)
+        # The file is being rewritten all the time, and every single question is answered.
+        self.assertEqual({exporter.values(target)["fwstatus_up"] for _ in range(100)}, {1})
+        server.stop()
+        self.assertEqual(exporter.values(target), {})
+        unit.stop()
+
+    def test_bad_answers_end_in_time_and_disturb_nobody(self):
+        good = bad_server_t(answering(xml.format("fw_write", 50, "")))
+        chunked = b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+        cases = {
+            "silent": (lambda connection, number: "hold", "Timeout"),
+            "drips a head": (dripping(b"HTTP/1.1 200 OK\r\nX: ", b"a"), "Timeout"),
+            "drips a body": (dripping(b"HTTP/1.1 200 OK\r\nContent-Length: 9999\r\n\r\n", b"<"), "Timeout"),
+            "endless head": (endless(b"HTTP/1.1 200 OK\r\n", b"X: " + b"a" * 9000 + b"\r\n"), ""),
+            "endless body": (endless(b"HTTP/1.1 200 OK\r\n\r\n", b"x" * 65536), "too long"),
+            "endless chunks": (endless(chunked, b"10000\r\n" + b"x" * 65536 + b"\r\n"), "too long"),
+            "promises too much": (answering(b"x" * 200000), "too long"),
+            "no HTTP": (answering("SSH-2.0-other\r\n", head=""), ""),
+            "closes": (lambda connection, number: None, ""),
+            "not found": (answering("", head="HTTP/1.1 404 Not Found\r\nContent-Length: {}\r\n\r\n"), "404"),
+            "points elsewhere": (answering("", head=f"HTTP/1.1 302 Found\r\nLocation: http://{good.target}/fw_status.xml"
+                                                    "\r\nContent-Length: {}\r\n\r\n"), "302"),
+            "always empty": (answering(""), "empty"),
+            "another shape": (answering("<html>fw_status</html>"), "another shape"),
+            "a number too large": (answering(xml.format("fw_write", 2 ** 64, "")), "another shape"),
+        }
+        exporter = exporter_t("--allow", "127.0.0.1:*", "--timeout", "2")
+        servers = {name: bad_server_t(behave) for name, (behave, _) in cases.items()}
+
+        def ask(name):
+            begin = time.monotonic()
+            status, text = exporter.probe(servers[name].target)
+            return name, status, text, time.monotonic() - begin
+        with concurrent.futures.ThreadPoolExecutor(len(cases)) as pool:
+            running = [pool.submit(ask, name) for name in cases]
+            time.sleep(0.3)
+            begin = time.monotonic()
+            for _ in range(5):
+                self.assertEqual(exporter.values(good.target)["fwstatus_update_progress_ratio"], 0.5)
+            self.assertLess(time.monotonic() - begin, 1.5)
+            for name, status, text, duration in (one.result() for one in running):
+                with self.subTest(name):
+                    self.assertEqual((status, re.findall("^fwstatus_up .", text, re.MULTILINE)), (200, ["fwstatus_up 0"]))
+                    self.assertIn(cases[name][1], text)
+                    self.assertLess(duration, 3)
+        self.assertIn('probes_total{result="down"} %d\n' % len(cases), fetch(exporter.url + "/metrics")[2].decode())
+        self.assertLess(int(re.search(r"VmHWM:\s*(\d+) kB", pathlib.Path(
+            f"/proc/{exporter.process.child.pid}/status").read_text()).group(1)), 40000)
+
+    def test_a_useless_answer_is_asked_again(self):
+        useless = ["", "<status><sta", xml.format("", 1, "")]
+        server = bad_server_t(lambda connection, number: answering(
+            (useless + [xml.format("validate", -1, "")])[min(number, 4) - 1])(connection, number))
+        exporter = exporter_t("--allow", "127.0.0.1:*")
+        # A word that is none of the daemon's states becomes no label.
+        self.assertEqual(exporter.values(server.target), {"fwstatus_up": 1, 'fwstatus_update_state{state="other"}': 1})
+        self.assertEqual(server.count, 4)
+
+    def test_answers_before_prometheus_goes_away(self):
+        server = bad_server_t(lambda connection, number: "hold")
+        exporter = exporter_t("--allow", "127.0.0.1:*", "--timeout", "20")
+        begin = time.monotonic()
+        self.assertEqual(exporter.values(server.target, **{"X-Prometheus-Scrape-Timeout-Seconds": "1"}), {})
+        self.assertLess(time.monotonic() - begin, 1)
+        for nonsense in ("-1", "nan", "1e999", "x"):
+            short = exporter_t("--allow", "127.0.0.1:*", "--timeout", "0.5")
+            begin = time.monotonic()
+            self.assertEqual(short.values(server.target, **{"X-Prometheus-Scrape-Timeout-Seconds": nonsense}), {})
+            self.assertLess(time.monotonic() - begin, 1.5)
+            short.process.stop()
+
+    def test_asks_only_whom_it_may(self):
+        asked = bad_server_t(answering(xml.format("idle", 0, "")))
+        port = asked.target.split(":")[1]
+        with tempfile.NamedTemporaryFile("w", suffix=".allow") as file:
+            print(f"10.0.0.0/8  # studio\nlocalhost:{port}", file=file, flush=True)
+            exporter = exporter_t("--allow-file", file.name)
+            for target in (asked.target, "127.0.0.1", "localhost", f"127.1:{port}", f"localhost.:{port}", "[::1]"):
+                status, text = exporter.probe(target)
+                self.assertIn(status, (400, 403), target)
+                self.assertNotIn("fwstatus_up", text)
+            for target in ("", "file:///etc/passwd", f"http://localhost:{port}", f"localhost:{port}/other", "a\r\nb"):
+                self.assertEqual(exporter.probe(target)[0], 400, target)
+            self.assertEqual(fetch(exporter.url + "/probe")[0], 400)
+            self.assertEqual(asked.count, 0)
+            self.assertEqual(exporter.values(f"localhost:{port}")["fwstatus_up"], 1)
+            file.truncate(0)
+            file.seek(0)
+            print(asked.target, file=file, flush=True)
+            exporter.process.child.send_signal(signal.SIGHUP)
+            wait_for(lambda: "read anew: 1 entries" in exporter.process.output())
+            self.assertEqual(exporter.values(asked.target)["fwstatus_up"], 1)
+            self.assertEqual(exporter.probe(f"localhost:{port}")[0], 403)
+            print("10.0.0.0/99", file=file, flush=True)
+            exporter.process.child.send_signal(signal.SIGHUP)
+            wait_for(lambda: ":2: \"10.0.0.0/99\" is no " in exporter.process.output())
+            self.assertEqual(exporter.values(asked.target)["fwstatus_up"], 1)
+        nobody = exporter_t()
+        self.assertIn("none may, see --allow", nobody.process.output())
+        self.assertEqual(nobody.probe(asked.target)[0], 403)
+
+    def test_asks_so_many_at_once_and_says_when_it_is_too_much(self):
+        silent = bad_server_t(lambda connection, number: "hold")
+        exporter = exporter_t("--allow", "127.0.0.1:*", "--concurrency", "3", "--timeout", "2")
+        with concurrent.futures.ThreadPoolExecutor(20) as pool:
+            answers = [pool.submit(exporter.probe, silent.target) for _ in range(20)]
+            begin = time.monotonic()
+            most = 0
+            while time.monotonic() - begin < 1.5:
+                running = socket_count(exporter.process.child.pid, int(silent.target.split(":")[1]))
+                most = max(most, running)
+            statuses = [answer.result()[0] for answer in answers]
+        self.assertEqual(most, 3)
+        self.assertGreaterEqual(statuses.count(503), 5)
+        self.assertGreaterEqual(statuses.count(200), 3)
+        wait_for(lambda: "probes_running 0\n" in fetch(exporter.url + "/metrics")[2].decode())
+
+    def test_https(self):
+        unit = harness.unit_t()
+        with tempfile.TemporaryDirectory() as keys:
+            for name in ("unit", "other"):
+                subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=unit", "-addext",
+                                "subjectAltName=IP:127.0.0.1", "-keyout", f"{keys}/{name}.key", "-out",
+                                f"{keys}/{name}.pem"], check=True, capture_output=True)
+            port = harness.free_port()
+            settings = (harness.tree / "packaging/web/fwstatus.nginx").read_text()
+            harness.server_t("nginx", unit.www, f"{settings}\nlisten 127.0.0.1:{port} ssl;\nssl_certificate {keys}/unit.pem;\n"
+                                                f"ssl_certificate_key {keys}/unit.key;\n")
+            options = ("--allow", "127.0.0.1:*", "--https", "--cacert")
+            self.assertEqual(exporter_t(*options, f"{keys}/unit.pem").values(f"127.0.0.1:{port}")["fwstatus_up"], 1)
+            self.assertIn("certificate", exporter_t(*options, f"{keys}/other.pem").probe(f"127.0.0.1:{port}")[1])
+        unit.stop()
+
+    def test_usage_and_end(self):
+        def run(*options):
+            return subprocess.run([harness.program("fwstatus-exporter"), *options], capture_output=True, text=True,
+                                  timeout=10, check=False)
+        self.assertEqual(run("--help").returncode, 0)
+        for options, status, text in ((["--nonsense"], 2, "--nonsense"), (["--allow", "10.0.0.0/33"], 2, "10.0.0.0/33"),
+                                      (["--listen", "nowhere"], 2, "ADDRESS:PORT"), (["--timeout", "0"], 2, "--timeout"),
+                                      (["--concurrency", "0"], 2, "--concurrency"), (["--cacert", "/nowhere"], 2, "/nowhere"),
+                                      (["--allow-file", "/nowhere"], 1, "cannot read /nowhere"),
+                                      (["--listen", "192.0.2.1:80"], 1, "cannot listen on 192.0.2.1:80")):
+            result = run(*options)
+            self.assertEqual(result.returncode, status, options)
+            self.assertIn(text, result.stdout + result.stderr)
+        for how in (signal.SIGTERM, signal.SIGINT):
+            exporter = exporter_t()
+            exporter.process.stop(how)
+            self.assertEqual(exporter.process.child.returncode, 0)
+
+
+def socket_count(pid, port):
+    """A process's established connections to a port of 127.0.0.1."""
+    inodes = set()
+    for descriptor in pathlib.Path(f"/proc/{pid}/fd").iterdir():
+        try:
+            inodes.update(re.findall(r"socket:\[(\d+)\]", str(descriptor.readlink())))
+        except OSError:
+            pass
+    lines = [line.split() for line in pathlib.Path("/proc/net/tcp").read_text().splitlines()[1:]]
+    return sum(line[2] == f"0100007F:{port:04X}" and line[3] == "01" and line[9] in inodes for line in lines)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

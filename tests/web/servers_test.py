@@ -1,0 +1,77 @@
+"""The configurations in packaging/web and the client in docs/interfaces.md, in front of the real daemon."""
+
+import re
+import textwrap
+import threading
+import time
+import unittest
+
+import harness
+from harness import fetch
+
+xml = "<status>\r\n  <state>fw_write</state>\r\n  <progress>{}</progress>\r\n  <detail>{}</detail>\r\n</status>\r\n"
+
+
+class servers_test(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.unit = harness.unit_t()
+        cls.servers = [harness.server_t(kind, cls.unit.www) for kind in harness.server_t.kinds]
+
+    def test_every_answer_is_the_file_as_it_is_now(self):
+        self.addCleanup(self.unit.go_on)
+        for server in self.servers:
+            with self.subTest(server.kind):
+                url = server.url + "/fw_status.xml"
+                validators = {}
+                # Lengths that change within a second, and others that stay while the content changes.
+                for detail in ("short", "much longer than the one before", "x", "y", "x"):
+                    self.unit.write_by_hand(xml.format(37, detail).encode())
+                    status, headers, body = fetch(url, validators)
+                    self.assertEqual((status, body.decode()), (200, xml.format(37, detail)))
+                    self.assertEqual(headers["Cache-Control"], "no-store")
+                    given = {"If-Modified-Since": headers["Last-Modified"], "If-None-Match": headers["ETag"]}
+                    validators = {name: value for name, value in given.items() if value}
+                self.assertEqual(fetch(url, {"Range": "bytes=0-9"})[0], 200)
+
+    def test_files_come_as_what_they_are(self):
+        for server in self.servers:
+            with self.subTest(server.kind):
+                url = server.url + "/fw_status.xml"
+                self.assertEqual(fetch(url)[1]["Content-Type"], "text/xml; charset=utf-8")
+                status, headers, body = fetch(url.replace(".xml", ".html"))
+                self.assertEqual((status, headers["Content-Type"]), (200, "text/html; charset=utf-8"))
+                self.assertEqual(body, (harness.tree / "web/fw_status.html").read_bytes())
+                self.assertEqual(fetch(url.replace("fw_status.xml", "other"))[0], 404)
+
+    def test_the_documented_client_reads_every_detail_and_asks_again(self):
+        text = (harness.tree / "docs/interfaces.md").read_text()
+        (example,) = re.findall(r"```python\n(.*?)```", text, re.DOTALL)
+        self.assertLessEqual(len(example.strip().splitlines()), 12)
+        names = {}
+        exec(textwrap.dedent(example), names)  # pylint: disable=exec-used
+        self.addCleanup(self.unit.go_on)
+        for server in self.servers:
+            with self.subTest(server.kind):
+                url = server.url + "/fw_status.xml"
+                host = url.split("/")[2]
+                for detail in ("Block 3 of 9", "", "a < b & c", "</detail><state>complete</state><detail>",
+                               "</detail></status>", "\x07 \x1b[0m", "<detail>"):
+                    self.unit.write_by_hand(xml.format(37, detail).encode())
+                    self.assertEqual(names["status"](host), ("fw_write", 37, detail))
+                for useless in (b"", xml.format(37, "").encode()[:40], xml.format("", "").encode(), None):
+                    self.unit.write_by_hand(useless)
+                    better = threading.Timer(0.5, self.unit.write_by_hand, [xml.format(-1, "good").encode()])
+                    better.start()
+                    self.assertEqual(names["status"](host), ("fw_write", -1, "good"))
+                    better.join()
+        server = self.servers[0]
+        server.stop()
+        begin = time.monotonic()
+        threading.Timer(1, server.start).start()
+        self.assertEqual(names["status"](f"127.0.0.1:{server.port}")[0], "fw_write")
+        self.assertGreater(time.monotonic() - begin, 1)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
