@@ -25,6 +25,7 @@ void list_faults() {
     for (const auto& fault : sim::faults()) {
         std::printf("%-22s %-14s %s\n", fault.name.data(), fault.unit.data(), fault.description.data());
     }
+    list_web_faults();
 }
 
 void list_scenarios() {
@@ -53,6 +54,9 @@ void add_what_to_play(CLI::App& app, options_t& options, std::string& scenario) 
         ->capture_default_str();
     add_list(app, "--list-scenarios", "the scenarios, and end", list_scenarios);
     const auto add_fault = [&options](const std::string& name) {
+        if (set_web_fault(options.web, name)) {
+            return;
+        }
         const auto* const fault = sim::find_fault(name);
         if (fault == nullptr) {
             throw CLI::ValidationError{"no fault \"" + name + "\"; see unit_sim --list-faults"};
@@ -94,6 +98,9 @@ void complete(options_t& options, const std::string& scenario) {
     if (sim::find_unit(options.unit) == nullptr) {
         throw CLI::ValidationError{"no unit \"" + options.unit + "\"; see unit_sim --list-units"};
     }
+    if (options.web.is_on ? !options.faults.empty() : options.web.fault != nullptr) {
+        throw CLI::ValidationError{"faults with --web are those that unit_sim --list-faults says so of"};
+    }
     try {
         options.scenario = sim::load_scenario(scenario);
     } catch (const std::exception& error) {
@@ -112,6 +119,7 @@ std::variant<options_t, int> read_options(int argc, char** argv) {
     app.footer(exit_statuses);
     add_what_to_play(app, options, scenario);
     add_what_to_show(app, options);
+    add_web_options(app, options.web);
     try {
         app.parse(argc, argv);
         complete(options, scenario);

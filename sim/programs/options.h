@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sim/programs/web_mode.h"
 #include "sim/unit/faults.h"
 #include "sim/unit/scenario.h"
 
@@ -18,6 +19,7 @@ struct options_t {
     bool serve = false;
     bool log = false;
     bool keep = false;
+    web_options_t web;
 };
 
 /// Reads the command line.

@@ -225,6 +225,9 @@ int main(int argc, char** argv) {
             return *status;
         }
         const auto& options = std::get<options_t>(read);
+        if (options.web.is_on) {
+            return run_web_unit(options.unit, options.plain, options.web);
+        }
         return options.serve ? serve(options) : simulate(options);
     } catch (const std::exception& error) {
         std::cerr << "unit_sim: " << error.what() << "\n";

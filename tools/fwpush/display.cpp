@@ -15,6 +15,7 @@ namespace fwpush {
 namespace {
 
 constexpr int tenth = 10;
+constexpr auto between_lines = std::chrono::seconds{1};  // of one unit at one stage
 
 int size_of(std::string_view text) {
     return static_cast<int>(text.size());
@@ -35,11 +36,15 @@ class log_t final : public display_t {
     explicit log_t(time_point_t begun) : begun_{begun} {}
 
     void changed(const unit_view_t& unit, time_point_t now) override {
-        const std::pair shown{std::string{word_for(unit)}, std::max(unit.value, 0) / tenth};
-        if (std::exchange(shown_[&unit], shown) != shown) {
-            const auto percent = unit.value < 0 ? "" : " " + std::to_string(unit.value) + " %";
-            print(unit, percent + (unit.detail.empty() ? "" : ", " + unit.detail), now);
+        auto& shown = shown_[&unit];
+        const auto word = word_for(unit);
+        const int step = std::max(unit.value, 0) / tenth;
+        if (shown.word == word && (shown.step == step || now - shown.at < between_lines)) {
+            return;
         }
+        shown = {std::string{word}, step, now};
+        const auto percent = unit.value < 0 ? "" : " " + std::to_string(unit.value) + " %";
+        print(unit, percent + (unit.detail.empty() ? "" : ", " + unit.detail), now);
     }
     void ended(const unit_view_t& unit, time_point_t now) override {
         print(unit, unit.reason.empty() ? "" : ": " + unit.reason, now);
@@ -50,6 +55,12 @@ class log_t final : public display_t {
     }
 
   private:
+    struct shown_t {
+        std::string word;
+        int step = 0;
+        time_point_t at;
+    };
+
     void print(const unit_view_t& unit, const std::string& rest, time_point_t now) const {
         const auto word = word_for(unit);
         const std::chrono::duration<double> time = now - begun_;
@@ -59,7 +70,7 @@ class log_t final : public display_t {
     }
 
     time_point_t begun_;
-    std::map<const unit_view_t*, std::pair<std::string, int>> shown_;
+    std::map<const unit_view_t*, shown_t> shown_;
 };
 
 class json_t final : public display_t {
@@ -135,7 +146,7 @@ void print_summary(const std::vector<const unit_view_t*>& units, display_t::time
     for (const auto& [outcome, count] : counts) {
         line += (line.empty() ? "" : ", ") + std::to_string(count) + " " + std::string{name_of(outcome)};
     }
-    std::printf("\n%zu units: %s\n", units.size(), line.c_str());
+    std::printf("\n%zu unit%s: %s\n", units.size(), units.size() == 1 ? "" : "s", line.c_str());
     std::fflush(stdout);
 }
 

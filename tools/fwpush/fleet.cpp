@@ -105,10 +105,16 @@ void fleet_t::member_t::advance() {
         link_.get(step.path);
         break;
     case kind_e::upload:
-        view_.is_waiting = true;
-        show();
-        fleet_.waiting_.push_back(this);
+        if (fleet_.uploads_ < fleet_.options_.jobs && fleet_.waiting_.empty()) {
+            start_upload();
+        } else {
+            view_.is_waiting = true;
+            fleet_.waiting_.push_back(this);
+        }
         break;
+    }
+    if (!has_ended()) {
+        show();
     }
 }
 
@@ -129,9 +135,6 @@ void fleet_t::member_t::answered(const firmware::unit_answer_t& answer) {
         --fleet_.uploads_;
     }
     course_.answered(answer, steady_clock::now());
-    if (!course_.has_ended()) {
-        show();
-    }
     advance();
 }
 
