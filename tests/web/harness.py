@@ -157,6 +157,8 @@ class server_t:
         self.start()
 
     def _lighttpd(self, text):
+        if not text.startswith("server.document-root"):
+            text = f'server.document-root = "{self.directory.name}"\n{text}'
         return f'server.bind = "127.0.0.1"\nserver.port = {self.port}\nserver.modules = ( )\n{text}\n'
 
     def _nginx(self, text):

@@ -1,6 +1,10 @@
 """The configurations in packaging/web and the client in docs/interfaces.md, in front of the real daemon."""
 
+import pathlib
 import re
+import shutil
+import subprocess
+import tempfile
 import textwrap
 import threading
 import time
@@ -8,6 +12,8 @@ import unittest
 
 import harness
 from harness import fetch
+
+packaged = harness.tree / "packaging/web"
 
 xml = "<status>\r\n  <state>fw_write</state>\r\n  <progress>{}</progress>\r\n  <detail>{}</detail>\r\n</status>\r\n"
 
@@ -33,6 +39,45 @@ class servers_test(unittest.TestCase):
                     given = {"If-Modified-Since": headers["Last-Modified"], "If-None-Match": headers["ETag"]}
                     validators = {name: value for name, value in given.items() if value}
                 self.assertEqual(fetch(url, {"Range": "bytes=0-9"})[0], 200)
+
+    def test_the_settings_fit_into_debians_own(self):
+        with tempfile.TemporaryDirectory(prefix="fwweb.") as directory:
+            own = pathlib.Path(directory)
+            for name in ("lighttpd", "nginx"):
+                shutil.copytree(pathlib.Path("/etc") / name, own / name, symlinks=True)
+            shutil.copy(packaged / "fwstatus.lighttpd", own / "lighttpd/conf-enabled/50-fwstatus.conf")
+            main = own / "lighttpd/lighttpd.conf"
+            main.write_text(main.read_text().replace("/etc/lighttpd", f"{own}/lighttpd"))
+            site = (own / "nginx/sites-available/default").read_text()
+            (own / "nginx/sites-enabled/default").unlink()
+            (own / "nginx/sites-enabled/default").write_text(
+                site.replace("\tserver_name _;", f"\tserver_name _;\n\tinclude {packaged}/fwstatus.nginx;", 1))
+            main = own / "nginx/nginx.conf"
+            main.write_text(re.sub(r"/etc/nginx|/var/log/nginx|/run(?=/nginx)", f"{own}/nginx", main.read_text()))
+            for command in (["/usr/sbin/lighttpd", "-tt", "-f", f"{own}/lighttpd/lighttpd.conf"],
+                            ["/usr/sbin/nginx", "-t", "-e", "stderr", "-c", f"{own}/nginx/nginx.conf"]):
+                result = subprocess.run(command, capture_output=True, text=True, check=False)
+                self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+
+    def test_the_file_is_kept_in_memory(self):
+        """As systemd-tmpfiles arranges it: the daemon writes through a link whose end is not there yet."""
+        with tempfile.TemporaryDirectory(prefix="fwweb.") as root:
+            (pathlib.Path(root) / "usr/zel/www").mkdir(parents=True)
+            subprocess.run(["systemd-tmpfiles", "--create", f"--root={root}", str(packaged / "fwstatus-web.conf")],
+                           check=True, capture_output=True)
+            link = pathlib.Path(root) / "usr/zel/www/fw_status.xml"
+            self.assertEqual(str(link.readlink()), "/run/fwstatus/fw_status.xml")
+            self.assertTrue((pathlib.Path(root) / "run/fwstatus").is_dir())
+            self.addCleanup(self.unit.go_on)
+            self.unit.write_by_hand(None)
+            memory = pathlib.Path(root) / "run/fwstatus/fw_status.xml"
+            self.unit.file.symlink_to(memory)
+            self.unit.go_on()
+            harness.wait_for(memory.exists)
+            for server in self.servers:
+                url = server.url + "/fw_status.xml"
+                harness.wait_for(lambda: fetch(url)[2].endswith(b"</status>\r\n"))
+            self.unit.write_by_hand(None)
 
     def test_files_come_as_what_they_are(self):
         for server in self.servers:
