@@ -244,6 +244,7 @@ class exporter_test(unittest.TestCase):
             return subprocess.run([harness.program("fwstatus-exporter"), *options], capture_output=True, text=True,
                                   timeout=10, check=False)
         self.assertEqual(run("--help").returncode, 0)
+        self.assertRegex(run("--version").stdout, r"^fwstatus [\d.]+ \(revision ")
         for options, status, text in ((["--nonsense"], 2, "--nonsense"), (["--allow", "10.0.0.0/33"], 2, "10.0.0.0/33"),
                                       (["--listen", "nowhere"], 2, "ADDRESS:PORT"), (["--timeout", "0"], 2, "--timeout"),
                                       (["--concurrency", "0"], 2, "--concurrency"), (["--cacert", "/nowhere"], 2, "/nowhere"),

@@ -1,5 +1,6 @@
 // fwstatus-exporter: units' update states for Prometheus.
 
+#include "platform/version.h"
 #include "tools/exporter/exporter.h"
 #include "tools/exporter/web_server.h"
 
@@ -70,6 +71,7 @@ void declare_options(CLI::App& app, options_t& options, double& timeout) {
     app.add_option("--cacert", options.exporter.probe.certificates, "authorities to trust with --https")
         ->type_name("FILE")
         ->check(CLI::ExistingFile);
+    app.set_version_flag("--version", std::string{zel::version_text()});
     app.footer(footer);
 }
 
