@@ -2,7 +2,10 @@
 
 #include <httplib.h>
 
+#include <algorithm>
+#include <atomic>
 #include <semaphore>
+#include <thread>
 #include <utility>
 
 namespace exporter {
@@ -42,6 +45,7 @@ void answer(httplib::Response& response, const exporter_t::answer_t& what) {
 
 struct web_server_t::hidden_t {
     httplib::Server server;
+    std::atomic<bool> ended{false};
 };
 
 web_server_t::web_server_t(exporter_t& exporter, std::size_t most_at_once)
@@ -76,10 +80,16 @@ int web_server_t::bind(const std::string& address, int port) {
 }
 
 bool web_server_t::serve() {
-    return hidden_->server.listen_after_bind();
+    const bool stopped = hidden_->server.listen_after_bind();
+    hidden_->ended = true;
+    return stopped;
 }
 
 void web_server_t::stop() {
+    // A server that does not serve yet would not notice.
+    while (!hidden_->ended && !hidden_->server.is_running()) {
+        std::this_thread::sleep_for(5ms);
+    }
     hidden_->server.stop();
 }
 
