@@ -32,11 +32,11 @@ class status_rows_t {
     /// @param text      UTF-8
     /// @param centred   by the widest line of the text; a text wider than the screen starts at its negative
     ///                  position modulo 256 (-32 is 224).
-    bool draw_text(int row, std::string_view text, bool centred) const;
+    [[nodiscard]] bool draw_text(int row, std::string_view text, bool centred) const;
 
     /// Clears a row and draws a framed bar.
     /// @param percent  0..100.
-    bool draw_progress(int row, int percent) const;
+    [[nodiscard]] bool draw_progress(int row, int percent) const;
 
   private:
     [[nodiscard]] int top_of(int row) const;

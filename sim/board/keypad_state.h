@@ -17,16 +17,19 @@ struct keypad_chip_state_t {
     bool present = true;
     std::array<std::uint8_t, 2> silicon_id{0x00, 0xBA};
     std::array<std::uint8_t, block_size * block_count> flash{};  ///< erased: all zero
-    std::uint32_t slow_looks = 1;       ///< looks of the host that find an erase or program still running
-    std::uint32_t entries_to_miss = 0;  ///< resets whose entry key goes unheard, before one works
-    bool never_finishes = false;        ///< operations start and do not end
-    std::uint16_t stuck_at = 0;         ///< flash byte of which...
-    std::uint8_t stuck_bits = 0;        ///< ...these bits cannot be programmed
-    std::uint16_t misread_at = 0;       ///< flash byte of which...
-    std::uint8_t misread_bits = 0;      ///< ...these bits read wrong
+    std::uint32_t slow_looks = 1;          ///< looks of the host that find an erase or program still running
+    std::uint32_t entries_to_miss = 0;     ///< resets whose entry key goes unheard, before one works
+    bool never_finishes = false;           ///< operations start and do not end
+    std::uint32_t troubled_operation = 0;  ///< which operation, counted from 1, ...
+    bool trouble_is_silence = false;  ///< ...never ends, or else ends with a first result byte that is wrong
+    std::uint16_t stuck_at = 0;       ///< flash byte of which...
+    std::uint8_t stuck_bits = 0;      ///< ...these bits cannot be programmed
+    std::uint16_t misread_at = 0;     ///< flash byte of which...
+    std::uint8_t misread_bits = 0;    ///< ...these bits read wrong
 
     // What happened
     std::uint32_t entries = 0;  ///< into the programming mode
+    std::uint32_t operations = 0;
     std::uint32_t erases = 0;
     std::uint32_t blocks_programmed = 0;
     std::uint32_t blocks_read = 0;

@@ -233,6 +233,12 @@ void keypad_target_t::run_queue() {
     } else {
         key_1 = supervisory_call(function);
     }
+    const bool in_trouble = ++chip_.operations == chip_.troubled_operation;
+    if (in_trouble && chip_.trouble_is_silence) {
+        chip_.never_finishes = true;
+    } else if (in_trouble) {
+        ++key_1;
+    }
     const bool slow = function == 0x05 || function == 0x0A;
     looks_left_ = slow ? std::max(chip_.slow_looks, 1u) : 1;
     busy_ = busy_e::waits_for_clock;

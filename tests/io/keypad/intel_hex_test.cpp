@@ -1,11 +1,14 @@
 #include "io/keypad/intel_hex.h"
 #include "io/keypad/keypad_image.h"
 #include "sim/board/keypad_setup.h"
+#include "tests/golden.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
@@ -52,6 +55,39 @@ TEST(intel_hex, a_line_gives_its_fields_or_the_code_of_what_is_wrong) {
             EXPECT_EQ(read_record(&record, stream_of(line).get()), code) << line;
         }
     }
+}
+
+TEST(intel_hex, records_of_every_length_are_made_written_and_printed_as_approved) {
+    std::array<std::uint8_t, 300> bytes{};
+    std::iota(bytes.begin(), bytes.end(), std::uint8_t{0xA0});
+    std::string report;
+    const auto tell = [&report](const char* what, io::ihex_result_e result) {
+        report += std::string{what} + ' ' + std::to_string(static_cast<int>(result)) + '\n';
+    };
+    for (const int length : {-1, 0, 2, 255, 256, 257}) {
+        ihex_record record;
+        report += "== " + std::to_string(length) + '\n';
+        tell("made", new_record(0, 0xC0DE, bytes.data(), length, &record));
+        record.data_len = length;  // where it was refused, too
+        char line[1000] = {};
+        file_t file{::fmemopen(line, sizeof line, "w")};
+        tell("written", io::write_record(record, file.get()));
+        file.reset();
+        testing::internal::CaptureStdout();
+        print_record(record);
+        report += line + testing::internal::GetCapturedStdout();
+    }
+    ihex_record record;
+    const file_t full{std::fopen("/dev/full", "w")};
+    std::setbuf(full.get(), nullptr);
+    tell("no record", new_record(0, 0, bytes.data(), 1, nullptr));
+    tell("no data", new_record(0, 0, nullptr, 1, &record));
+    tell("no stream", io::write_record(record, nullptr));
+    tell("a full device", io::write_record(record, full.get()));
+    tell("read into nothing", read_record(nullptr, full.get()));
+    tell("read from nothing", read_record(&record, nullptr));
+    tell("read where nothing can be", read_record(&record, full.get()));
+    EXPECT_EQ(report, tests::golden_text("intel_hex.txt", report));
 }
 
 TEST(intel_hex, an_independent_tool_agrees_both_ways) {

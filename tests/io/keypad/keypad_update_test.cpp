@@ -5,6 +5,7 @@
 #include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
+#include <array>
 #include <string>
 #include <utility>
 
@@ -71,6 +72,46 @@ TEST_F(keypad_update, a_controller_is_updated_when_needed_and_used_when_fit) {
                   (key_works() ? ", keys work\n" : "\n") + lines();
     }
     EXPECT_EQ(report, tests::golden_text("keypad_controllers.txt", report));
+}
+
+TEST_F(keypad_update, each_step_that_fails_is_told_at_whatever_stage) {
+    sim::set_up_keypad(unit_.root, keypad_setup_e::outdated);
+    ASSERT_TRUE(io::page_station().init(true));
+    io::keypad_lines().programming_on();
+    lines();
+    // Operations: start, ID, sum, erasing, 64 blocks written, 64 read, sum.
+    constexpr unsigned silent = 1;
+    constexpr unsigned wrong = 0;
+    std::string report;
+    for (const auto& [operation, trouble] : {std::pair{1U, silent},
+                                             {2U, silent},
+                                             {2U, wrong},
+                                             {3U, silent},
+                                             {4U, silent},
+                                             {5U, silent},
+                                             {5U, wrong},
+                                             {68U, silent},
+                                             {68U, wrong},
+                                             {69U, silent},
+                                             {69U, wrong},
+                                             {132U, silent},
+                                             {132U, wrong},
+                                             {133U, silent},
+                                             {133U, wrong}}) {
+        auto& chip = sim::set_up_keypad(unit_.root, keypad_setup_e::outdated).chip;
+        chip.troubled_operation = operation;
+        chip.trouble_is_silence = trouble == silent;
+        EXPECT_FALSE(io::update_keypad_firmware(zel::paths::keypad_firmware));
+        report += "operation " + std::to_string(operation) +
+                  (trouble == silent ? " never ends\n" : " ends badly\n") + lines();
+        EXPECT_EQ(chip.operations, operation) << "nothing goes on behind it";
+    }
+    for (const auto& id : {std::array<std::uint8_t, 2>{0x00, 0xB5}, {0x01, 0xBA}}) {
+        sim::set_up_keypad(unit_.root, keypad_setup_e::outdated).chip.silicon_id = id;
+        EXPECT_FALSE(io::update_keypad_firmware(zel::paths::keypad_firmware));
+    }
+    report += "other IDs\n" + lines();
+    EXPECT_EQ(report, tests::golden_text("keypad_steps.txt", report));
 }
 
 TEST_F(keypad_update, an_image_that_cannot_be_used_is_told_and_leaves_the_controller_alone) {
