@@ -37,12 +37,22 @@ std::vector<sim::unit_definition_t> units() {
     add("base-unit", {13, 8, "Base Unit"}).fpga_id = 0xCAB005E5;
     add("base-unit", {16, 1, "Base Unit"}).fpga_id = 0x0DDBA115;
     add("base-unit", {18, 2, "Base Unit"}).fpga_id = 0x5EAF00D5;
-    add("container", {2, 8, "Card Frame"}).properties.platform = "frame8";
+    using row_t = std::pair<const char*, sim::unit_expectation_t>;
+    for (const auto& [platform, expected] : {row_t{"frame8", {2, 8, "Card Frame"}},
+                                             {"frame2", {6, 8, "Card Frame"}},
+                                             {"ampb", {10, 3, "Amp Model B"}},
+                                             {"expc", {12, 1, "Expander Model C"}},
+                                             {"ampc", {17, 2, "Amp Model C"}},
+                                             {"base", {0, 0, "Unrecognized"}}}) {
+        add("container", expected).properties.platform = platform;
+    }
     add("omap-io", {12, 1, "Expander Model C"}).properties.platform = "expc";
     add("omap-io", {17, 2, "Amp Model C"}).properties.platform = "ampc";
     add("omap-io", {10, 3, "Amp Model B"}).properties.platform = "ampb";
     add("virtual-node", {0, 7, "Unrecognized"}).properties.part_number = "VN-7";
+    add("studio", {15, 2, "Studio Unit"}).properties.part_number = "SU-2D";
     add("studio", {15, 7, "Studio Unit"}).properties.part_number = "SU-7";
+    add("studio", {15, 7, "Studio Unit"}).properties.part_number = "SU-7D";
     return all;
 }
 

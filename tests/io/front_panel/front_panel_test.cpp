@@ -51,6 +51,33 @@ TEST(front_panel, bring_up_leaves_it_dark_and_fails_without_a_panel) {
     EXPECT_EQ(unit.panel().control, 0x80u);
 }
 
+TEST(front_panel, every_bring_up_pulls_the_reset_line_and_starts_the_glass_whatever_the_register_held) {
+    const lcd_unit_t unit;
+    auto& panel = io::front_panel();
+    auto* const control = io::system_t::fpga_base() + 0xC0000;
+    for (const int time : {1, 2}) {
+        io::mmio::write32(control, 0x1FF);  // the LCD in reset, its backlight half on
+        io::graphics().select_font(&io::title_font);
+        static_cast<void>(unit.sent_by([&] { EXPECT_TRUE(panel.initialise(true)) << time; }));
+        std::string accesses;
+        for (const auto& [kind, offset, value] : sim::fpga()->recorded()) {
+            if (offset == 0xC0000) {
+                accesses += (kind == sim::bus_access_t::kind_e::read32 ? " read " : " write ") +
+                            std::to_string(value);
+            }
+        }
+        EXPECT_EQ(accesses, " write 0 read 0 write 256 write 0 read 0 write 128");
+        EXPECT_TRUE(unit.panel().glass.lit()) << time;
+        EXPECT_EQ(&io::graphics().font(), &io::text_font);
+    }
+    io::mmio::write32(control, 0x1FF);
+    EXPECT_TRUE(panel.set_backlight(5) && io::mmio::read32(control) == 0x105U)
+        << "leaves the reset line as it is";
+    static_cast<void>(unit.sent_by([&] { EXPECT_TRUE(panel.initialise(false)); }));
+    EXPECT_EQ(unit.panel().control, 0x105U) << "nor does a bring-up without reset";
+    io::mmio::write32(control, 0);
+}
+
 TEST(front_panel, operations_before_and_after_the_bring_up_are_as_approved) {
     const lcd_unit_t unit{"card-frame"};
     auto& panel = io::front_panel();

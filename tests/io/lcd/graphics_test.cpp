@@ -1,4 +1,5 @@
 #include "io/lcd/graphics.h"
+#include "io/lcd/text_layout.h"
 #include "tests/golden.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 
 namespace {
 
-namespace mode = io::drawing_mode;
 using io::graphics_t;
 
 // Three symbols of 3 lines: a space 2 wide, an "a" 3 wide, an "l" 2 wide.
@@ -83,7 +83,7 @@ TEST(graphics, shapes_and_symbols_are_clipped_to_their_viewport) {
     lcd.fill_rect(8, 4, 7, 3, graphics_t::ink);
     lcd.fill_rect(INT_MIN, 5, 2, INT_MAX, graphics_t::ink);
     lcd.fill_rect(300, -5, 400, -4, graphics_t::ink);
-    for (const std::uint32_t pattern_mode : {std::uint32_t{0}, mode::inverse}) {
+    for (const std::uint32_t pattern_mode : {0x00U, 0x01U}) {
         for (const int left : {0, 1}) {  // a pattern repeats from the corner of the screen
             sheet.next_cell();
             lcd.set_mode(pattern_mode);
@@ -103,12 +103,12 @@ TEST(graphics, shapes_and_symbols_are_clipped_to_their_viewport) {
     sheet.draw("aa l");
     sheet.next_cell();
     lcd.set_pixel_pos(8, 1);
-    sheet.draw(std::string(100, 'a'), mode::no_wrap);
+    sheet.draw(std::string(100, 'a'), 0x02);
     sheet.next_cell();
     lcd.select_font(&grey_font);
     lcd.set_pixel_pos(1, 2);
     sheet.draw("a");
-    sheet.draw("a", mode::inverse);
+    sheet.draw("a", 0x01);
     sheet.next_cell();  // a taller font moves a cursor near the top down, but not below the bottom
     lcd.set_pixel_pos(0, 0);
     EXPECT_EQ(lcd.select_font(nullptr), &small_font);
@@ -125,22 +125,14 @@ TEST(graphics, shapes_and_symbols_are_clipped_to_their_viewport) {
 
 TEST(graphics, text_wraps_scrolls_and_is_aligned_line_by_line_within_its_viewport) {
     sheet_t sheet;
+    // Modes by their bits: 0x01 inverse, 0x02 no wrap, 0x04 to 0x0C left, right, centre, 0x10 to 0x30 top,
+    // bottom, middle, 0x40 no wrap at the bottom.
     const std::pair<std::string_view, std::uint32_t> texts[] = {
-        {"aa a", 0},
-        {"aaal", 0},
-        {"aa\rl", 0},
-        {"aaa al", 0},
-        {"aaa aaa l", 0},
-        {"a\nl\na", 0},  // a line end on the last line scrolls nothing
-        {"aaa aaa l", mode::no_wrap_at_bottom},
-        {"aa a", mode::no_wrap},
-        {"aall", mode::align_right},
-        {"al", mode::align_centre},
-        {"aaa \tal", mode::align_right},
-        {"a\n  l", mode::align_centre},
-        {"l", mode::align_bottom},
-        {"l", mode::align_middle},
-        {"l\xC3\xA9l", 0}};
+        {"aa a", 0},         {"aaal", 0},      {"aa\rl", 0},     {"aaa al", 0},
+        {"aaa aaa l", 0},    {"a\nl\na", 0},  // a line end on the last line scrolls nothing
+        {"aaa aaa l", 0x40}, {"aa a", 0x02},   {"aall", 0x08},   {"al", 0x0C},
+        {"aaa \tal", 0x08},  {"a\n  l", 0x0C}, {"l", 0x20},      {"l", 0x30},
+        {"l", 0x10},         {"aa al", 0x04},  {"l\xC3\xA9l", 0}};
     for (const auto& [text, mode] : texts) {
         sheet.next_cell();
         sheet.draw(text, mode);
@@ -153,8 +145,105 @@ TEST(graphics, text_wraps_scrolls_and_is_aligned_line_by_line_within_its_viewpor
     sheet.expect("text_layout.txt");
 }
 
+TEST(graphics, a_start_resets_all_contexts_and_the_first_is_current) {
+    graphics_t lcd;
+    for (std::size_t context = 0; context < 5; ++context) {
+        ASSERT_TRUE(lcd.select_context(context));
+        lcd.set_mode(0x01);
+        lcd.select_font(&small_font);
+        lcd.set_viewport(100, 20, 110, 30);
+        lcd.move_to(5, 5);
+    }
+    EXPECT_FALSE(lcd.init_graphics()) << "nothing is on the bus";
+    lcd.fill_rect(0, 0, 0, 0, graphics_t::ink);
+    for (std::size_t context = 0; context < 5; ++context) {
+        EXPECT_EQ(lcd.set_mode(0x01), 0x00U) << "0 is current, and the others follow";
+        EXPECT_EQ(lcd.select_font(&small_font), &io::default_font);
+        lcd.set_mode(0);
+        lcd.line_to(0, 63 - static_cast<int>(context));
+        EXPECT_EQ(art(lcd.frame(), {0, 0, 1, 0}), "\n#.") << "from the pen in the corner";
+        ASSERT_TRUE(lcd.select_context(std::min<std::size_t>(context + 1, 4)));
+    }
+    EXPECT_EQ(art(lcd.frame(), {0, 58, 0, 63}), "\n#\n#\n#\n#\n#\n#")
+        << "and to the last line, in a whole viewport";
+}
+
+TEST(graphics, an_update_is_held_once_and_every_call_says_whether_it_was_free) {
+    graphics_t lcd;
+    EXPECT_TRUE(lcd.begin_update());
+    EXPECT_FALSE(lcd.begin_update());
+    EXPECT_FALSE(lcd.end_update());
+    EXPECT_TRUE(lcd.end_update());
+    EXPECT_TRUE(lcd.begin_update());
+}
+
+TEST(text_layout,
+     widths_end_where_they_are_asked_to_and_a_text_is_shortened_when_it_is_wider_than_the_screen) {
+    const std::string_view text = "aa l\tl\na\rl";
+    graphics_t lcd;
+    lcd.select_font(&small_font);
+    EXPECT_EQ(lcd.text_width(text, io::text_extent_e{0}), 10) << "up to the tab";
+    EXPECT_EQ(lcd.text_width("aa\na", io::text_extent_e{0}), 6) << "up to the line's end";
+    EXPECT_EQ(lcd.text_width("a\raal", io::text_extent_e{0}), 8) << "a carriage return begins anew";
+    EXPECT_EQ(lcd.text_width(text, io::text_extent_e{1}), 6) << "up to the space";
+    EXPECT_EQ(lcd.text_width(text, io::text_extent_e{2}), 20) << "the first line, with 8 for its tab";
+    EXPECT_EQ(lcd.text_width("a\naal\na\xC3\xA9", io::text_extent_e{2}), 8) << "the second line";
+
+    const auto shortened = [](std::size_t a, const char* end) {
+        return io::shortened_to_fit(small_font, std::string(a, 'a') + end);
+    };
+    EXPECT_EQ(shortened(80, ""), std::string(80, 'a')) << "240 wide";
+    EXPECT_EQ(shortened(79, "ll"), std::string(77, 'a') + "...") << "241 wide: cut to 231";
+    EXPECT_EQ(shortened(76, "lll") + shortened(2, ""), std::string(76, 'a') + "lllaa") << "234 wide";
+    EXPECT_EQ(shortened(75, "llllllll"), std::string(75, 'a') + "lll...")
+        << "241 wide: 231 is reached by another way";
+}
+
+TEST(text_layout, a_character_above_255_needs_a_code_page) {
+    constexpr std::array<std::uint16_t, 8> euro{2, ' ', ' ', ' ', 0, 0x20AC, 0x20AC, 1};
+    const io::font_t with{3, 3, 3, symbols.data(), 3, euro.data()};
+    EXPECT_EQ(io::next_character(with, "\xE2\x82\xAC").code, 0x20ACU);
+    EXPECT_EQ(io::next_character(with, "\xEF\xBF\xBF").code, 0xFFFFU);
+    EXPECT_EQ(io::next_character(with, "\xF0\x90\x80\x80").code, '?') << "65536";
+    EXPECT_EQ(io::text_width(with, "\xE2\x82\xAC", io::text_extent_e::widest_of_lines), 3);
+    EXPECT_EQ(io::next_character(io::default_font, "\xC3\xBF").code, 255U);
+    EXPECT_EQ(io::next_character(io::default_font, "\xC4\x80").code, '?') << "256";
+}
+
+TEST(graphics, a_pixel_of_any_number_of_bits_has_its_grey_level) {
+    std::string levels;
+    for (unsigned bits = 1; bits <= 8; ++bits) {
+        // One row: the values 0, 1, half and highest, and the same inverted below it.
+        const unsigned highest = (1U << bits) - 1;
+        std::uint64_t row = 0;
+        for (const unsigned value : {0U, 1U, highest / 2, highest}) {
+            row = row << bits | value;
+        }
+        row <<= 64 - 4 * bits;
+        std::array<std::uint8_t, 8> bytes{0, static_cast<std::uint8_t>(bits), 4, 1};
+        for (unsigned i = 0; i < 4; ++i) {
+            bytes.at(4 + i) = static_cast<std::uint8_t>(row >> (56 - 8 * i));
+        }
+        const io::font_t font{4, 1, 4, bytes.data(), 1, grey_code_page.data()};
+        graphics_t lcd;
+        lcd.select_font(&font);
+        for (const int inverted : {0, 1}) {
+            lcd.set_mode(static_cast<std::uint32_t>(inverted));
+            lcd.set_pixel_pos(0, inverted);
+            lcd.draw_string("a");
+            const auto words = lcd.frame().line(inverted);
+            levels += std::to_string(bits) + (inverted == 0 ? ":" : " inverted:");
+            for (const int level : {words[0] >> 11, words[0] >> 6 & 31, words[0] & 31, words[1] >> 11}) {
+                levels += ' ' + std::to_string(level);
+            }
+            levels += '\n';
+        }
+    }
+    EXPECT_EQ(levels, tests::golden_text("grey_levels.txt", levels));
+}
+
 TEST(graphics, a_text_of_any_length_ends_as_if_it_were_drawn_word_by_word) {
-    for (const std::uint32_t mode : {std::uint32_t{0}, mode::inverse}) {
+    for (const std::uint32_t mode : {0x00U, 0x01U}) {
         sheet_t whole;
         sheet_t by_words;
         std::string text;
