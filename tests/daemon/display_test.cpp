@@ -1,15 +1,19 @@
 #include "daemon/display.h"
 #include "io/system.h"
+#include "platform/paths.h"
 #include "sim/board/front_panel_block.h"
 #include "sim/board/keypad_setup.h"
+#include "sim/peers/serial_module.h"
 #include "sim/root/shared_state.h"
 #include "sim/show/picture.h"
 #include "sim/show/png.h"
+#include "sim/show/seven_segment_picture.h"
 #include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -70,6 +74,30 @@ TEST(display, is_the_page_stations_lcd_where_there_is_no_panel) {
     expect_picture(desk_glass(), "page-station");
     show_status(mode, "Writing gjpqy, a name too long for one row", 63, "is not shown");
     expect_picture(desk_glass(), "page-station-long-name");
+}
+
+// The panel's worker, which stops only after whole passes, ends with a process of its own.
+TEST(display, is_the_serial_panel_which_runs_and_shows_percentages_in_its_time) {
+    using namespace std::chrono_literals;
+    const auto show_percentages = [] {
+        const unit_t unit{"serial-panel"};
+        sim::serial_module_t module{sim::shared_state<sim::serial_display_t>("serial_module")};
+        module.connect(unit.root.file(zel::paths::serial_front_panel));
+        const auto mode = probe_display();
+        EXPECT_EQ(mode, display_mode_e::serial_panel);
+        show_status(mode, "Writing Firmware", 1000, "is not shown");
+        constexpr std::size_t squares =
+            1 + 1 + 16;  // behind the frames of the bring-up and of the worker's start
+        EXPECT_TRUE(module.wait_for_frames(squares + 2, 20s));
+        const auto frames = module.history();
+        EXPECT_EQ(
+            sim::seven_segment_text(frames.at(squares + 1).display),
+            tests::golden_text("serial-100.txt", sim::seven_segment_text(frames.at(squares + 1).display)));
+        const auto pass = frames.at(squares - 1).at - frames.at(2).at;
+        EXPECT_TRUE(pass >= 15 * 240ms && pass < 15 * 500ms);
+        std::_Exit(testing::Test::HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(show_percentages(), testing::ExitedWithCode(0), "");
 }
 
 TEST(display, of_a_unit_with_panel_and_page_station_is_the_panel_alone) {

@@ -8,10 +8,13 @@
 #include "tests/io/driver_test.h"
 
 #include <termios.h>
+#include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <thread>
@@ -61,6 +64,7 @@ TEST_F(serial_panel, only_a_module_that_answers_as_one_is_taken_and_blanked) {
     EXPECT_TRUE(last_said(no_reading));
 
     const auto& nothing_read = VMIN == 6 ? bad_response : no_reading;
+    // The module has half a second.
     const std::pair<sim::serial_manners_t, std::string> modules[] = {
         {{.answer = ""}, nothing_read}, {{.delay = 650ms}, nothing_read}, {{.answer = "D"}, bad_response}};
     for (const auto& [manners, line] : modules) {
@@ -69,10 +73,30 @@ TEST_F(serial_panel, only_a_module_that_answers_as_one_is_taken_and_blanked) {
         EXPECT_TRUE(last_said(line));
         EXPECT_TRUE(module->history().empty());
     }
-    bring_up();
-    EXPECT_TRUE(panel.is_present());
+    connect_module({.delay = 400ms});
+    EXPECT_TRUE(panel.init(true) && panel.is_present());
     EXPECT_TRUE(last_said("io::io_lx4s: LX4s driver initialized"));
     EXPECT_EQ(wait_for_frame(0), sim::serial_display_t{});
+}
+
+TEST(serial_panel_guard, nothing_is_sent_on_another_platform_or_by_half_a_bring_up) {
+    zel::register_logger("drv_io_lx4s");
+    zel::set_logger_level("drv_io_lx4s", "debug");
+    for (const auto* const kind : {"base-unit", "serial-panel"}) {
+        const bool has_panel = kind == std::string{"serial-panel"};
+        const tests::checked_unit_t unit{kind};
+        const io::system_t hardware;
+        const sim::pseudo_terminal_t line;
+        unit.root.remove_file(zel::paths::serial_front_panel);
+        std::filesystem::create_symlink(line.path(), unit.root.file(zel::paths::serial_front_panel));
+        io::io_lx4s_t panel;
+        EXPECT_EQ(panel.init(!has_panel), has_panel);
+        EXPECT_TRUE(unit.log.text().ends_with(has_panel ? "[debug] io::io_lx4s: LX4s driver!!\n"
+                                                        : "[debug] io::io_lx4s: This is not an LX-4s!!\n"));
+        char byte = 0;
+        EXPECT_EQ(::read(line.our_end(), &byte, 1), -1) << kind << " was sent " << +byte;
+        EXPECT_FALSE(panel.is_present());
+    }
 }
 
 TEST_F(serial_panel, numbers_are_drawn_at_once_squares_by_the_worker_in_whole_passes_and_offl_at_the_end) {
@@ -103,7 +127,11 @@ TEST_F(serial_panel, numbers_are_drawn_at_once_squares_by_the_worker_in_whole_pa
     }
     EXPECT_EQ(frames, tests::golden_text("serial_panel.txt", frames));
 
-    EXPECT_TRUE(panel.close()) << "a closed line is no reason to complain";
+    const auto before = module->history().size();
+    EXPECT_TRUE(panel.init(true));
+    EXPECT_EQ(wait_for_frame(before).digits, (std::array<std::uint8_t, 4>{0x3F, 0x71, 0x71, 0x38}))
+        << "OFFL again";
+    EXPECT_TRUE(panel.close() && panel.close()) << "a closed line is no reason to complain";
     EXPECT_THROW(panel.clear(), zel::serial_port_exception);
     EXPECT_TRUE(panel.init(true));
     module->vanish();

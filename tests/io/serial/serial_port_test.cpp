@@ -138,6 +138,64 @@ TEST(line_settings, each_option_sets_its_bits) {
     }
 }
 
+TEST_F(serial_port, each_attribute_operation_changes_its_bits_alone) {
+    constexpr tcflag_t local = ICANON | ECHO | ECHOE | ISIG;
+    const struct {
+        void (*run)(const zel::serial_port&);
+        tcflag_t local_from_none, local_from_all, output_from_none, output_from_all;
+    } operations[] = {
+        {[](const auto& on) { on.set_canonical(); }, ICANON | ECHO | ECHOE, local, 0, OPOST},
+        {[](const auto& on) { on.set_raw(); }, 0, 0, 0, OPOST},
+        {[](const auto& on) { on.set_output_processing(); }, 0, local, OPOST, OPOST},
+        {[](const auto& on) { on.clear_output_processing(); }, 0, local, 0, 0},
+        {[](const auto& on) { on.set_read_timeout(1000); }, 0, local, 0, 0},
+        {[](const auto& on) { on.send_break(0); }, 0, local, 0, OPOST},
+    };
+    for (const auto& [run, local_from_none, local_from_all, output_from_none, output_from_all] : operations) {
+        for (const bool all : {false, true}) {
+            auto before = attributes();
+            before.c_lflag = all ? before.c_lflag | local : before.c_lflag & ~local;
+            before.c_oflag = all ? before.c_oflag | OPOST : before.c_oflag & ~tcflag_t{OPOST};
+            before.c_cc[6] = 77;
+            before.c_cc[8] = 77;
+            port.set_attributes(before);
+            run(port);
+            const auto after = attributes();
+            EXPECT_EQ(after.c_lflag & local, all ? local_from_all : local_from_none);
+            EXPECT_EQ(after.c_oflag & OPOST, all ? output_from_all : output_from_none);
+            EXPECT_EQ(after.c_lflag & ~local, before.c_lflag & ~local);
+            EXPECT_EQ(after.c_cflag, before.c_cflag);
+            const bool times = &run == &operations[4].run;
+            EXPECT_EQ(after.c_cc[6], times ? 0 : 77);
+            EXPECT_EQ(after.c_cc[8], times ? 10 : 77);
+        }
+    }
+}
+
+TEST_F(serial_port, gives_its_device_back_when_it_is_opened_anew_closed_or_gone) {
+    const auto lowest_free = [] {
+        const int descriptor = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+        ::close(descriptor);
+        return descriptor;
+    };
+    const int before = lowest_free();
+    {
+        zel::serial_port second;
+        EXPECT_FALSE(second.is_open());
+        second.open(line.path(), O_NONBLOCK);
+        EXPECT_EQ(lowest_free(), before + 1);
+        second.open(line.path(), 0);
+        EXPECT_EQ(lowest_free(), before + 1);
+    }
+    EXPECT_EQ(lowest_free(), before);
+    EXPECT_TRUE(port.is_open());
+    port.close();
+    EXPECT_TRUE(!port.is_open() && lowest_free() == before - 1);
+    port.open(line.path(), 0);
+    const int flags = ::fcntl(before - 1, F_GETFL);
+    EXPECT_EQ(flags & (O_ACCMODE | O_NONBLOCK), O_RDWR) << "with the flags that were asked for";
+}
+
 TEST_F(serial_port, reading_takes_what_has_arrived_and_writing_sends_all_bytes_or_fails) {
     char bytes[8] = {};
     port.set_raw();
