@@ -1,5 +1,6 @@
 # For the scripts of this folder, ./demo and ./test: source it from the top of the tree.
 set -Eeuo pipefail
+script=$(readlink -f "$0")
 
 # fail WHAT [WHAT TO DO]
 fail() {
@@ -24,4 +25,27 @@ as_root() {
 
 may_become_root() {
     [ "$(id -u)" -eq 0 ] || { command -v sudo >/dev/null && { sudo -n true 2>/dev/null || [ -t 0 ]; }; }
+}
+
+# enter_fresh_root ARCHITECTURE PACKAGES [ARGUMENT ...]: makes a fresh root, starts the calling script again with
+# the arguments, in namespaces of its own and with the root in $root, and ends with its status. Whatever ends
+# the script, no process, mount or file of it is left.
+enter_fresh_root() {
+    local architecture=$1 packages=$2
+    shift 2
+    [ "$(id -u)" -eq 0 ] || fail "a fresh root takes root to make" "Run it as root or with sudo."
+    made_root=$(mktemp -d /var/tmp/fwstatus-root.XXXXXX)
+    trap 'rm -rf "$made_root"' EXIT
+    scripts/fresh-root "$made_root" "$architecture" "$packages"
+    local status=0
+    root=$made_root unshare --mount --pid --fork --kill-child "$script" "$@" || status=$?
+    exit "$status"
+}
+
+# The mounts of a fresh root; to be called in the namespaces.
+mount_fresh_root() {
+    mount -t proc proc "$root/proc"
+    mount -t tmpfs -o mode=1777 tmpfs "$root/dev/shm"
+    mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
+    cp /etc/resolv.conf /etc/hosts "$root/etc/"
 }

@@ -1,5 +1,6 @@
 #include "tools/fwpush/options.h"
 
+#include "platform/version.h"
 #include "tools/fwpush/password.h"
 #include "tools/fwpush/unit_address.h"
 
@@ -49,7 +50,7 @@ void describe(CLI::App& app, options_t& options, raw_options_t& raw) {
     app.formatter(std::make_shared<formatter_t>());
     app.footer(footer);
     app.set_help_flag("-h,--help", "this text");
-    app.set_version_flag("--version", "fwpush " FWSTATUS_VERSION)->description("the version, and end");
+    app.set_version_flag("--version", std::string{zel::version_text()})->description("the version, and end");
     app.add_option("names", raw.names)->group("");
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.add_option("--units", raw.list, "more units: a file with one a line, # begins a comment")
