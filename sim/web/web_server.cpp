@@ -68,6 +68,17 @@ std::string lighttpd() {
     throw std::runtime_error{"lighttpd is not installed (Debian: lighttpd)"};
 }
 
+// How the status file and its page are served on every unit, for this unit's directory.
+std::string packaged_settings(const std::string& www) {
+    auto settings = read_file(FWSTATUS_SOURCE_DIRECTORY "/packaging/web/fwstatus.lighttpd");
+    const auto directory = zel::paths::www_directory.substr(0, zel::paths::www_directory.size() - 1);
+    for (auto at = settings.find(directory); at != std::string::npos;
+         at = settings.find(directory, at + www.size())) {
+        settings.replace(at, directory.size(), www);
+    }
+    return settings;
+}
+
 }  // namespace
 
 web_server_t::web_server_t(std::string root, unsigned port)
@@ -79,30 +90,32 @@ web_server_t::~web_server_t() {
 
 std::string web_server_t::configuration() const {
     const auto www = root_ + std::string{zel::paths::www_directory};
-    std::string text = R"(server.modules = ( "mod_setenv", "mod_cgi" )
+    const std::string text = R"(server.modules = ( "mod_setenv", "mod_cgi" )
 server.bind = "127.0.0.1"
 server.port = )" + std::to_string(port_) +
-                       R"(
-server.document-root = ")" +
-                       www + R"("
+                             R"(
+server.document-root = ")" + www +
+                             R"("
 server.errorlog = ")" + root_ +
-                       R"(/sim/web_server.log"
-server.upload-dirs = ( ")" +
-                       root_ + R"(/tmp" )
+                             R"(/sim/web_server.log"
+server.upload-dirs = ( ")" + root_ +
+                             R"(/tmp" )
 index-file.names = ( "fw_status.html" )
-mimetype.assign = ( ".xml" => "text/xml", ".html" => "text/html; charset=utf-8" )
+mimetype.assign = ( ".html" => "text/html; charset=utf-8" )
 # An upload is handed on while it arrives, not kept first.
 server.stream-request-body = 2
 setenv.set-environment = ( "FWSTATUS_UNIT_ROOT" => ")" +
-                       root_ + R"(" )
+                             root_ + R"(" )
 $HTTP["url"] =~ "^/cgi-bin/" { cgi.assign = ( "" => "" ) }
-$HTTP["url"] =~ "\.xml$" { setenv.set-response-header = ( "Cache-Control" => "no-store" ) }
 )";
-    return text;
+    return text + packaged_settings(www);
 }
 
 void web_server_t::install_programs() const {
-    const auto directory = root_ + std::string{zel::paths::www_directory} + "cgi-bin";
+    const auto www = root_ + std::string{zel::paths::www_directory};
+    const auto directory = www + "cgi-bin";
+    fs::remove(www + "fw_status.html");
+    fs::create_symlink(FWSTATUS_SOURCE_DIRECTORY "/web/fw_status.html", www + "fw_status.html");
     fs::remove_all(directory);
     fs::create_directories(directory);
     fs::create_symlink(built_program("sim/programs", "hw_config"), directory + "/hw_config");

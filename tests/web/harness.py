@@ -4,6 +4,7 @@ import atexit
 import ctypes
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
@@ -130,6 +131,32 @@ class unit_t:
         if hasattr(self, "engine"):
             self.engine.stop()
         shutil.rmtree(self.root, ignore_errors=True)
+
+
+class web_unit_t:
+    """A unit that takes images over its own web server, with or without one of the simulator's faults."""
+
+    def __init__(self, fault=None, kilobytes_a_second=40):
+        options = ["--fault", fault] if fault else []
+        self.process = process_t(program("unit_sim"), "--web", "--plain", "--unit", "container", "--flash-rate",
+                                 str(kilobytes_a_second), *options)
+
+    def address(self):
+        """Host and port, as soon as the unit answers."""
+        return wait_for(lambda: re.search(r"http://([0-9.:]+)", self.process.output()), 30).group(1)
+
+    def stop(self):
+        self.process.stop()
+
+
+def push(kilobytes, *addresses):
+    """fwpush on its way to units with an image of that size."""
+    image = tempfile.NamedTemporaryFile(prefix="fwweb.")
+    image.write(os.urandom(1000 * kilobytes))
+    image.flush()
+    pushing = process_t(program("fwpush"), "--json", "--await-return", image.name, *addresses)
+    pushing.image = image  # stays until then
+    return pushing
 
 
 def _children():

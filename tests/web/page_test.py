@@ -45,13 +45,84 @@ class browser_t(webdriver.Chrome):
         return None
 
 
-class page_test(unittest.TestCase):
+class browser_test(unittest.TestCase):
+    browser = None
+
     @classmethod
     def setUpClass(cls):
-        cls.unit = harness.unit_t()
-        cls.server = harness.server_t("lighttpd", cls.unit.www)
         cls.browser = browser_t()
         cls.addClassCleanup(cls.browser.quit)
+
+
+class pushed_update_test(browser_test):
+    """A unit with everything of its own, an image that goes there over HTTP, and what is seen meanwhile."""
+
+    def follow(self, fault=None, until=None):
+        """Pushes an image and returns what was seen until `until` of it is true, without repetitions."""
+        unit = harness.web_unit_t(fault)
+        self.addCleanup(unit.stop)
+        self.browser.get(f"http://{unit.address()}/fw_status.html")
+        wait_for(lambda: self.browser.text("state") == "Idle")
+        self.pushing = harness.push(200, unit.address())
+        self.addCleanup(self.pushing.stop)
+        seen = []
+
+        def look():
+            now = self.browser.execute_script(
+                "const text = id => document.getElementById(id).textContent;"
+                "return {state: text('state'), percent: text('percent'), detail: text('detail'), reason: text('reason'),"
+                "        title: document.title, value: document.getElementById('bar').ariaValueNow,"
+                "        odd: [window.hit || 0, document.getElementById('detail').childElementCount]}")
+            if not seen or seen[-1] != now:
+                seen.append(now)
+            return until(seen)
+        wait_for(look, 40, 0.1)
+        return seen
+
+    def check_progress(self, seen):
+        """Every state in its order, the percentage never backwards, the same in title and bar."""
+        states = [now["state"] for now in seen]
+        states = [state for i, state in enumerate(states) if i == 0 or state != states[i - 1]]
+        self.assertEqual([state for state in states if state != "Initializing"],
+                         ["Idle", "Writing Firmware", "Writing FPGA", "Finished. Rebooting\u2026", "Idle"])
+        writing = [now for now in seen if now["state"].startswith("Writing") and not now["reason"]]
+        for now in writing:
+            self.assertEqual((now["percent"], now["title"]),
+                             (now["value"] + " %", f"{now['value']} % {now['state']} \u2013 127.0.0.1"))
+        values = [int(now["value"]) for now in writing]
+        self.assertEqual(values, sorted(values))
+        self.assertGreaterEqual(len(set(values)), 4)
+
+    @staticmethod
+    def came_back(seen):
+        return seen[-1]["state"] == "Idle" and any(now["state"].startswith("Finished") for now in seen)
+
+    def test_is_followed_from_start_to_end(self):
+        seen = self.follow(until=self.came_back)
+        self.check_progress(seen)
+        self.assertTrue(any(re.fullmatch(r"Block \d of 9", now["detail"]) for now in seen))
+        self.assertEqual(self.pushing.child.wait(20), 0)
+
+    def test_is_followed_whatever_its_detail_is(self):
+        seen = self.follow("hostile-detail", self.came_back)
+        self.check_progress(seen)
+        self.assertTrue(any("<state>" in now["detail"] for now in seen))
+        self.assertEqual([now for now in seen if now["odd"] != [0, 0]], [])
+
+    def test_a_unit_without_power_is_missed_and_one_in_its_reboot_is_waited_for(self):
+        seen = self.follow("power-fails", lambda seen: seen[-1]["reason"])
+        self.assertEqual(seen[-1]["reason"], "The unit does not answer.")
+        self.assertRegex(seen[-1]["title"], r"^No answer \u2013 [3-6]\d % Writing Firmware")
+        seen = self.follow("never-returns", lambda seen: seen[-1]["reason"])
+        self.assertEqual(seen[-1]["reason"], "The unit is probably restarting. The unit does not answer.")
+
+
+class page_test(browser_test):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.unit = harness.unit_t()
+        cls.server = harness.server_t("lighttpd", cls.unit.www)
 
     def setUp(self):
         self.unit.set(state="idle", progress="-1", detail="")
