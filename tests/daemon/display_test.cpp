@@ -74,6 +74,11 @@ TEST(display, is_the_page_stations_lcd_where_there_is_no_panel) {
     expect_picture(desk_glass(), "page-station");
     show_status(mode, "Writing gjpqy, a name too long for one row", 63, "is not shown");
     expect_picture(desk_glass(), "page-station-long-name");
+    show_status(mode, "", 0, "");
+    const auto nothing_done = desk_glass();
+    show_status(mode, "", -1, "");
+    EXPECT_EQ(sim::text_picture(sim::picture_of(desk_glass())),
+              sim::text_picture(sim::picture_of(nothing_done)));
 }
 
 // The panel's worker, which stops only after whole passes, ends with a process of its own.

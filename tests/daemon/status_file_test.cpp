@@ -13,6 +13,7 @@ namespace {
 TEST(status_file, keeps_its_readers_who_find_exactly_these_bytes) {
     const sim::unit_root_t unit{*sim::find_unit("container")};
     const auto path = unit.file("/usr/zel/www/fw_status.xml");
+    ::umask(0);  // as the daemon's is
     firmware::status_file_t file{path};
     file.write("fw_write", INT_MIN, std::string(100'000, 'x'));
     std::ifstream reader{path};  // a web server holds on to the file
@@ -24,6 +25,9 @@ TEST(status_file, keeps_its_readers_who_find_exactly_these_bytes) {
               "  <progress>37</progress>\r\n"
               "  <detail><Block> 3 & 9</detail>\r\n"
               "</status>\r\n");
+    struct stat status {};
+    ::stat(path.c_str(), &status);
+    EXPECT_EQ(status.st_mode & 0777U, 0666U);
     file.write("", -1, "");
     EXPECT_NE(unit.read_file("/usr/zel/www/fw_status.xml")
                   .find("<state></state>\r\n  <progress>-1</progress>\r\n  <detail></detail>"),

@@ -1,12 +1,15 @@
 #include "platform/identity.h"
 #include "platform/logging.h"
+#include "platform/product_list.h"
 #include "platform/product_tables.h"
 #include "sim/root/log_file.h"
 #include "sim/root/unit_root.h"
+#include "tests/golden.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -65,21 +68,56 @@ TEST(identity, of_an_unlisted_platform_is_out_of_range_and_of_an_unlisted_part_n
     EXPECT_THROW(static_cast<void>(zel::platform_code("EXPC")), std::out_of_range);
 }
 
-TEST(product_tables, describe_a_listed_product_and_fall_back_for_others_with_a_warning) {
-    zel::setup_logging("identity_test", "stdout_color_sink_st");
-    const sim::log_capture_t log;
-    EXPECT_EQ(zel::short_name(93) + zel::display_name(93), "studio_2Studio Unit 2");
-    EXPECT_EQ(zel::hardware_family(93), 8);
-    EXPECT_EQ(zel::board_generation(94), 2);
-    EXPECT_EQ(zel::processing_cpus(93), (list_t{"cpu2", "cpu3"}));
-    EXPECT_EQ(log.text(), "");
+TEST(architecture, has_a_code_of_its_own_for_each_of_five) {
+    std::vector<int> codes;
+    for (const auto* const name : {"x86_64", "powerpc", "arm", "a8_arm", "aarch64", "Arm", ""}) {
+        codes.push_back(zel::architecture_code(name));
+    }
+    EXPECT_EQ(codes, (std::vector{1, 2, 3, 4, 6, 0, 0}));
+}
 
-    EXPECT_EQ(zel::short_name(999) + zel::display_name(999), "unknownUnknown");
-    EXPECT_EQ(zel::control_cpus(999), list_t{"cpu0"});
-    EXPECT_EQ(zel::network_cpus(137), list_t{});
-    EXPECT_TRUE(log.has("[warning] Table lookup failed for part number Virtual Node 3. Using default network "
-                        "cpu vector\n"));
-    EXPECT_EQ(log.count("\n"), 2);
+std::string joined(const list_t& words) {
+    std::string text;
+    for (const auto& word : words) {
+        text += ' ' + word;
+    }
+    return text;
+}
+
+TEST(product_tables, describe_every_part_number_as_listed_and_others_by_defaults_with_a_warning) {
+    zel::setup_logging("identity_test", "no console");
+    const sim::log_capture_t log;
+    std::ostringstream listing;
+    for (std::uint32_t code = 0; code <= 138; ++code) {
+        listing << code << ": " << zel::short_name(code) << ", " << zel::display_name(code) << ", "
+                << zel::hardware_family(code) << ' ' << zel::board_generation(code) << ", control"
+                << joined(zel::control_cpus(code)) << ", network" << joined(zel::network_cpus(code))
+                << ", processing" << joined(zel::processing_cpus(code)) << '\n';
+    }
+    for (const auto& product : zel::product_list::products) {
+        listing << product.text << " is " << zel::part_number_code(product.text) << '\n';
+    }
+    for (const auto& platform : zel::product_list::platforms) {
+        listing << platform.name << " is " << zel::platform_code(platform.name) << '\n';
+    }
+    EXPECT_EQ(listing.str(), tests::golden_text("products.txt", listing.str()));
+    for (const auto* const kind : {"control", "network", "processing"}) {
+        EXPECT_TRUE(
+            log.has("[identity_test] [warning] Table lookup failed for part number Virtual Node 3. Using "
+                    "default " +
+                    std::string{kind} + " cpu vector\n"));
+    }
+}
+
+TEST(kernel_files, mention_nothing_on_a_unit_of_its_own) {
+    const sim::unit_root_t unit{*sim::find_unit("base-unit")};
+    EXPECT_FALSE(zel::running_in_container() || zel::running_under_hypervisor());
+}
+
+TEST(kernel_files, may_mention_docker_in_the_control_group_alone) {
+    const sim::unit_root_t unit{*sim::find_unit("base-unit")};
+    unit.write_file("/proc/1/cgroup", "0::/docker/x\n");
+    EXPECT_TRUE(zel::running_in_container());
 }
 
 TEST(kernel_files, may_mention_docker_in_the_mounts_alone) {

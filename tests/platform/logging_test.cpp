@@ -9,12 +9,32 @@
 #include <spdlog/spdlog.h>
 #include <unistd.h>
 
+#include <cstdarg>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
+
+namespace {
+
+std::string system_log;
+
+}  // namespace
+
+// These stand before the C library's, which would not say what they were given.
+extern "C" void openlog(const char* ident, int option, int facility) {
+    system_log += std::string{ident} + ' ' + std::to_string(option) + ' ' + std::to_string(facility) + '\n';
+}
+extern "C" void syslog(int priority, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    EXPECT_STREQ(format, "%.*s");
+    const auto length = static_cast<std::size_t>(va_arg(arguments, int));
+    system_log += std::to_string(priority) + ' ' + std::string{va_arg(arguments, const char*), length} + '\n';
+    va_end(arguments);
+}
 
 namespace {
 
@@ -43,6 +63,15 @@ TEST_F(level_file, of_this_build_sets_level_and_flush_level_of_the_loggers_that_
     EXPECT_EQ(spdlog::get("drv_io")->level(), 1);
     EXPECT_EQ(spdlog::get("drv_io")->flush_level(), 1);
     EXPECT_EQ(spdlog::get("lin_ipc")->flush_level(), 2) << "an unknown level name counts as info";
+}
+
+TEST_F(level_file, is_applied_where_a_program_logs_to_the_system_log) {
+    EXPECT_TRUE(stays(R"({"git_revision":"3f9c2d1","prog":{"drv_io":"trace"}})"));
+    zel::set_logger_level("drv_io", "off");
+    zel::setup_logging("/usr/sbin/prog", "");
+    zel::scope_logger{"drv_io", log_level_e::trace} << "50 %s";
+    zel::log_error_s{} << "bare";
+    EXPECT_EQ(system_log, "prog 6 8\n7 50 %s\n3 bare\n");
 }
 
 TEST_F(level_file, of_another_build_is_removed_and_changes_nothing) {

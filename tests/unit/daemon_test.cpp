@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -55,6 +57,7 @@ TEST(daemon, publishes_an_update_in_file_and_notifications) {
     auto unit = sim::unit_builder_t{"container"}.start();
     ASSERT_TRUE(unit->run_passes(3));
     EXPECT_EQ(unit->status().element("state"), "idle");
+    EXPECT_TRUE(fs::exists(unit->root().file("/usr/zel/www/fw_status.xml")));
     EXPECT_EQ(unit->notifications().counts().progresses, 0u) << "nothing is sent while idle";
 
     unit->engine().set(state, "initializing");
@@ -88,6 +91,39 @@ TEST(daemon, without_an_engine_ends_with_255_and_with_an_unknown_platform_abnorm
     strange->engine().set("/sys/config/platform", "toaster");
     EXPECT_EQ(strange->start_daemon(), 128 + SIGABRT);
     EXPECT_NE(strange->console().find("map::at"), std::string::npos);
+}
+
+TEST(daemon, logs_at_the_levels_of_its_level_file) {
+    auto unit = sim::unit_builder_t{"container"}.without_daemon().start();
+    unit->root().write_file("/var/rwfs2/log_level.fwstatus-sim.json",
+                            R"({"git_revision":"3f9c2d1","fwstatus-sim":{"drv_io":"trace"}})");
+    ASSERT_EQ(unit->start_daemon({"env", "-u", "SPDLOG_LEVEL"}), 0);
+    EXPECT_NE(unit->log().find("[drv_io] [trace] IO system -- Platform: "), std::string::npos) << unit->log();
+}
+
+pid_t child_of(pid_t parent) {
+    const auto id = std::to_string(parent);
+    return std::atoi(sim::read_file("/proc/" + id + "/task/" + id + "/children").c_str());
+}
+
+TEST(supervised_daemon, is_started_again_when_it_was_killed) {
+    auto unit = sim::unit_builder_t{"container"}.without_daemon().start();
+    unit->root().write_file("/var/run/fwstatus-sim-failsafe.pid", "1\n");
+    ASSERT_EQ(unit->start_daemon({"sh", "-c", "exec \"$@-failsafe\"", "sh"}), 0);
+    ASSERT_TRUE(unit->run_passes(1));
+    const pid_t supervisor = unit->daemon().pid();
+    const pid_t first = child_of(supervisor);
+    ASSERT_GT(first, 0);
+    const auto start = std::chrono::steady_clock::now();
+    ::kill(first, SIGKILL);
+    ASSERT_TRUE(sim::wait_until([&] { return child_of(supervisor) != first && child_of(supervisor) > 0; }));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{990});
+    EXPECT_TRUE(unit->run_passes(1));
+    EXPECT_FALSE(fs::exists(unit->root().file("/var/run/fwstatus-sim-failsafe.pid")));
+    EXPECT_NE(unit->log().find("[eng_daemon] [debug] Failsafe mode restarting (1)"), std::string::npos);
+    const pid_t second = child_of(supervisor);
+    unit->daemon().kill();
+    ::kill(second, SIGKILL);
 }
 
 TEST(production_daemon, holds_nothing_of_the_simulated_unit) {

@@ -1,0 +1,70 @@
+#include "daemon/daemonize.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+
+namespace {
+
+std::string_view failing_call;
+
+int fail_or(std::string_view call, auto otherwise) {
+    if (call != failing_call) {
+        return otherwise();
+    }
+    errno = EPERM;
+    return -1;
+}
+
+template <typename function_t>
+function_t* c_library(const char* name) {
+    return reinterpret_cast<function_t*>(::dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+// These stand before the C library's.
+extern "C" pid_t fork() noexcept {
+    return fail_or("fork", [] { return c_library<pid_t()>("fork")(); });
+}
+extern "C" pid_t setsid() noexcept {
+    return fail_or("setsid", [] { return c_library<pid_t()>("setsid")(); });
+}
+extern "C" int chdir(const char* path) noexcept {
+    return fail_or("chdir", [path] { return c_library<int(const char*)>("chdir")(path); });
+}
+
+namespace {
+
+// What comes out of it, in the child where there is one.
+int outcome_without(std::string_view call) {
+    failing_call = call;
+    const pid_t self = ::getpid();
+    int outcome = 0;
+    try {
+        outcome = zel::daemonize();
+    } catch (engine_fault_e fault) {
+        outcome = static_cast<int>(fault);
+    }
+    if (::getpid() != self) {
+        ::_exit(outcome);
+    }
+    if (outcome == 1) {
+        ::wait(&outcome);
+        outcome = WEXITSTATUS(outcome);
+    }
+    return outcome;
+}
+
+TEST(daemonize, that_cannot_detach_throws_116_on_whichever_side_it_is) {
+    EXPECT_EQ(outcome_without("nothing"), 0);
+    EXPECT_EQ(outcome_without("setsid"), 116);
+    EXPECT_EQ(outcome_without("chdir"), 116);
+    EXPECT_EQ(outcome_without("fork"), 116);
+}
+
+}  // namespace
