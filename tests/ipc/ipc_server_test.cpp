@@ -135,15 +135,22 @@ TEST_F(ipc_server, clients_are_served_side_by_side_and_leave_nothing_behind) {
 TEST_F(ipc_server, nobody_is_ended_by_a_peer_that_takes_nothing_more) {
     std::atomic<int> refused{0};
     server_.reaction = [&](int fd, std::string_view text) {
-        EXPECT_EQ(server_.send(fd, text.data(), text.size(), 1000), -1);
-        refused = errno;
-        ::shutdown(fd, SHUT_RD);
+        if (text == "anybody there?") {
+            EXPECT_EQ(server_.send(fd, text.data(), text.size(), 1000), -1);
+            refused = errno;
+        } else {
+            ::shutdown(fd, SHUT_RD);
+            EXPECT_TRUE(sim::wait_until([&] { return refused == 0; }));
+        }
     };
     const serving_t serving{server_};
-    client_t client;
-    ::shutdown(client.fd(), SHUT_RD);
-    client.say("anybody there?");
-    EXPECT_TRUE(sim::wait_until([&] { return refused == EPIPE && client.send("", 1) < 1; }));
+    client_t deaf;
+    ::shutdown(deaf.fd(), SHUT_RD);
+    deaf.say("anybody there?");
+    EXPECT_TRUE(sim::wait_until([&] { return refused == EPIPE; }));
+    client_t unheard;
+    EXPECT_TRUE(sim::wait_until([&] { return unheard.send("...", 3) < 0 && errno == EPIPE; }));
+    refused = 0;
 }
 
 TEST_F(ipc_server, a_client_that_does_not_read_is_logged_once_a_stall) {
