@@ -31,6 +31,7 @@ endif()
 add_library(fwstatus_rapidjson INTERFACE)
 fwstatus_foreign_headers(fwstatus_rapidjson rapidjson/document.h)
 
+# Command lines: headers alone.
 add_library(fwstatus_cli11 INTERFACE)
 fwstatus_foreign_headers(fwstatus_cli11 CLI/CLI.hpp)
 

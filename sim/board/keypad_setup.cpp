@@ -11,6 +11,8 @@ namespace sim {
 
 namespace {
 
+constexpr unsigned current = 2;  ///< version of the firmware that the image file holds
+
 constexpr std::array<std::string_view, 8> names{"up-to-date", "outdated", "blank",         "absent",
                                                 "wrong-type", "worn-out", "never-answers", "slow-to-enter"};
 
@@ -61,13 +63,9 @@ std::string intel_hex_text(std::span<const std::uint8_t> bytes, std::size_t reco
     return text + hex_line(0, end_of_file, {});
 }
 
-page_station_state_t& set_up_keypad(const unit_root_t& unit, keypad_setup_e setup) {
-    constexpr unsigned current = 2;
+void set_up_chip(keypad_chip_state_t& chip, keypad_setup_e setup) {
     constexpr unsigned older = 1;
-    auto& state = shared_state<page_station_state_t>("page_station");
-    auto& chip = state.chip;
     chip = {};
-    unit.write_file(zel::paths::keypad_firmware, intel_hex_text(keypad_firmware(current)));
     switch (setup) {
     case keypad_setup_e::up_to_date:
         chip.flash = keypad_firmware(current);
@@ -95,6 +93,12 @@ page_station_state_t& set_up_keypad(const unit_root_t& unit, keypad_setup_e setu
         chip.entries_to_miss = 1;
         break;
     }
+}
+
+page_station_state_t& set_up_keypad(const unit_root_t& unit, keypad_setup_e setup) {
+    unit.write_file(zel::paths::keypad_firmware, intel_hex_text(keypad_firmware(current)));
+    auto& state = shared_state<page_station_state_t>("page_station");
+    set_up_chip(state.chip, setup);
     return state;
 }
 

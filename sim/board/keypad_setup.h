@@ -34,6 +34,9 @@ enum class keypad_setup_e : std::uint8_t {
 /// Bytes as Intel HEX text from address 0 on, with an end-of-file record.
 [[nodiscard]] std::string intel_hex_text(std::span<const std::uint8_t> bytes, std::size_t record_length = 16);
 
+/// Puts a keypad controller's chip into a state; firmware version 2 is the one that is up to date.
+void set_up_chip(keypad_chip_state_t& chip, keypad_setup_e setup);
+
 /// Puts firmware version 2 as the image file into a page station's root and its keypad controller into a
 /// state.
 /// @return what can be set and watched from then on.

@@ -15,11 +15,6 @@ using tests::golden_text;
 using tests::lcd_unit_t;
 using tests::refusal_of;
 
-/// Shared area C, as another program on the unit sees it.
-std::uint32_t shared_word(std::size_t offset) {
-    return io::mmio::read32(io::system_t::shared_area_c() + offset);
-}
-
 TEST(front_panel, only_some_platforms_and_models_have_one) {
     std::string report;
     for (const std::uint32_t id : {0xCAFEBABEu, 0xABCDEF01u, 0xBA5EBA11u, 0xB01DFACEu, 0xD15C105Eu,
@@ -76,40 +71,6 @@ TEST(front_panel, every_bring_up_pulls_the_reset_line_and_starts_the_glass_whate
     static_cast<void>(unit.sent_by([&] { EXPECT_TRUE(panel.initialise(false)); }));
     EXPECT_EQ(unit.panel().control, 0x105U) << "nor does a bring-up without reset";
     io::mmio::write32(control, 0);
-}
-
-TEST(front_panel, operations_before_and_after_the_bring_up_are_as_approved) {
-    const lcd_unit_t unit{"card-frame"};
-    auto& panel = io::front_panel();
-    tests::listing_t listing{"a panel that was not brought up"};
-    const auto operate = [&] {
-        for (const int level : {-128, 127, 128}) {
-            listing.tell("backlight", [&] { return panel.set_backlight(level); });
-        }
-        for (const std::uint32_t buttons :
-             {0b000u, 0b010u, 0b010u, 0b101u}) {  // counted once for each change
-            unit.panel().pressed_buttons = buttons;
-            listing.tell_value("buttons", 99U, [&](std::uint32_t& now) { return panel.poll_buttons(now); });
-        }
-        listing.tell("release count", [&] { return panel.set_release_count(2, 7); });
-        for (const unsigned button : {0u, 1u, 2u, 3u}) {
-            listing.tell_value("presses", 99U,
-                               [&](auto& count) { return panel.get_press_count(button, count); });
-            listing.tell_value("releases", 99U,
-                               [&](auto& count) { return panel.get_release_count(button, count); });
-        }
-        // The slot behind the last is the unit itself, with one channel.
-        for (const auto& slot : {std::pair{0, 0}, {0, 5}, {4, 0}, {4, 1}, {5, 0}, {-1, 0}}) {
-            listing.tell("slot",
-                         [&] { return panel.set_slot_channel_state(slot.first, slot.second, 0xCAFE); });
-        }
-    };
-    operate();
-    listing.tell("bring-up", [&] { return panel.initialise(false); });
-    operate();
-    EXPECT_EQ(listing.text(), golden_text("front_panel.txt", listing.text()));
-    EXPECT_EQ(shared_word(0x5950 + 4 * 20), 0xCAFEu);
-    EXPECT_EQ(shared_word(0x59AC + 4 * 2) << 8 | shared_word(0x59B8 + 4 * 2), 0x701u) << "released, pressed";
 }
 
 TEST(front_panel, every_revision_is_read_from_the_status_word_and_wires_its_leds_differently) {

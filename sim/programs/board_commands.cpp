@@ -1,0 +1,243 @@
+#include "sim/programs/board_commands.h"
+
+#include "sim/board/control_block.h"
+#include "sim/board/front_panel_block.h"
+#include "sim/board/keypad_setup.h"
+#include "sim/peers/serial_module.h"
+#include "sim/root/shared_state.h"
+#include "sim/root/system_path.h"
+#include "sim/show/picture.h"
+#include "sim/show/seven_segment_picture.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <stdexcept>
+
+namespace sim {
+
+namespace {
+
+using tools::unitctl::add_command;
+using tools::unitctl::add_group;
+using tools::unitctl::refusal_t;
+
+constexpr unsigned picture_scale = 4;
+
+control_block_state_t& controller() {
+    return shared_state<control_block_state_t>("control");
+}
+
+front_panel_state_t& panel() {
+    if (!definition_of_this_unit().has_front_panel) {
+        throw refusal_t{"this unit has no front panel"};
+    }
+    return shared_state<front_panel_state_t>("front_panel");
+}
+
+page_station_state_t& station() {
+    if (!definition_of_this_unit().has_page_station) {
+        throw refusal_t{"this unit is no page station"};
+    }
+    return shared_state<page_station_state_t>("page_station");
+}
+
+void add_hands(CLI::App& app) {
+    for (const bool down : {true, false}) {
+        auto& group =
+            add_group(app, down ? "press" : "release", down ? "Presses a button or key" : "Lets go of it");
+        add_command<unsigned>(group, "button", "A button of the front panel", {{{"BUTTON", "0 to 2"}}},
+                              [down](unsigned button) {
+                                  auto& pressed = panel().pressed_buttons;
+                                  pressed = down ? pressed | 1U << button : pressed & ~(1U << button);
+                              });
+        add_command<std::uint8_t>(group, "key", "A key of a page station", {{{"KEY", "0 to 63"}}},
+                                  [down](std::uint8_t key) { station().face.key(key, down); });
+    }
+}
+
+void add_surroundings(CLI::App& board) {
+    add_command<std::string>(board, "sensor", "What the temperature sensor measures",
+                             {{{"CELSIUS", "Or none: no sensor"}}}, [](const std::string& celsius) {
+                                 auto& sensor = controller().sensor;
+                                 sensor.fitted = celsius != "none";
+                                 if (sensor.fitted && !CLI::detail::lexical_cast(celsius, sensor.celsius)) {
+                                     throw refusal_t{"\"" + celsius + "\" is no temperature"};
+                                 }
+                             });
+    add_command<unsigned, double>(board, "fan", "How fast a fan turns", {{{"FAN", "0 or 1"}, {"RPM", ""}}},
+                                  [](unsigned fan, double rpm) {
+                                      if (fan > 1) {
+                                          throw refusal_t{"there are two fans"};
+                                      }
+                                      controller().fan_rpm[fan] = rpm;
+                                  });
+    add_command<std::uint32_t>(board, "inputs", "The five inputs beside the level output",
+                               {{{"LINES", "0 to 31"}}},
+                               [](std::uint32_t lines) { controller().input_lines = lines; });
+    add_command<bool>(board, "status", "The status input", {{{"on|off", ""}}},
+                      [](bool on) { controller().status_input = on; });
+    add_command<std::uint32_t>(board, "revision", "The hardware's revision", {{{"REVISION", ""}}},
+                               [](std::uint32_t revision) { controller().revision = revision; });
+    add_command<std::uint32_t>(board, "word", "A page station's input register", {{{"WORD", ""}}},
+                               [](std::uint32_t word) { station().inputs = word; });
+    add_command<bool, bool>(board, "bits", "A page station's inputs 3 and 4", {{{"BIT3", ""}, {"BIT4", ""}}},
+                            [](bool bit3, bool bit4) {
+                                station().general_inputs[0] = bit3;
+                                station().general_inputs[1] = bit4;
+                            });
+    add_command<std::string, std::string>(
+        board, "file", "The text in a file of the unit, such as one in /sys", {{{"PATH", ""}, {"TEXT", ""}}},
+        [](const std::string& path, const std::string& text) {
+            std::FILE* const file = std::fopen((unit_root() + path).c_str(), "we");
+            if (file == nullptr) {
+                throw refusal_t{"cannot open " + path};
+            }
+            std::fputs((text + "\n").c_str(), file);
+            std::fclose(file);
+        });
+}
+
+void add_fittings(CLI::App& board) {
+    add_command<std::string>(board, "panel", "Which front panel is plugged in",
+                             {{{"REVISION", "Its code, 0 to 15; untold, or none: no panel"}}},
+                             [](const std::string& revision) {
+                                 auto& state = panel();
+                                 state.present = revision != "none";
+                                 state.tells_revision = revision != "untold";
+                                 if (state.present && state.tells_revision &&
+                                     !CLI::detail::lexical_cast(revision, state.revision_code)) {
+                                     throw refusal_t{"\"" + revision + "\" is no revision"};
+                                 }
+                             });
+    add_command<std::string>(
+        board, "keypad", "In which state the keypad controller is",
+        {{{"STATE", "up-to-date, outdated, blank, absent, wrong-type, worn-out, never-answers "
+                    "or slow-to-enter"}}},
+        [](const std::string& name) {
+            const auto setup = keypad_setup(name);
+            if (!setup) {
+                throw refusal_t{"\"" + name + "\" is no state of a keypad controller"};
+            }
+            set_up_chip(station().chip, *setup);
+        });
+    add_command<unsigned>(board, "keypad-answer", "The first byte of the keypad's answers",
+                          {{{"BYTE", "66 is right"}}},
+                          [](unsigned byte) { station().face.answer = static_cast<std::uint8_t>(byte); });
+}
+
+void add_faults(CLI::App& board) {
+    struct controller_t {
+        const char* name;
+        spi_link_t& (*link)();
+    };
+    auto& spi = add_group(board, "spi", "What an SPI controller is like");
+    for (const auto& [name, link] :
+         {controller_t{"sensor", []() -> spi_link_t& { return controller().sensor_link; }},
+          {"panel", []() -> spi_link_t& { return panel().link; }},
+          {"keypad", []() -> spi_link_t& { return station().keypad_link; }}}) {
+        add_command<std::string, std::optional<std::uint32_t>>(
+            spi, name, "The one that leads to it",
+            {{{"STATE", "healthy, busy (for ever) or stuck (transfers never end)"},
+              {"AFTER", "Transfers that still go well"}}},
+            [of = link](const std::string& state, std::optional<std::uint32_t> after) {
+                if (state != "healthy" && state != "busy" && state != "stuck") {
+                    throw refusal_t{"\"" + state + "\" is no state of an SPI controller"};
+                }
+                of().fault = state == "busy"    ? spi_fault_e::busy_for_ever
+                             : state == "stuck" ? spi_fault_e::never_done
+                                                : spi_fault_e::none;
+                of().healthy_transfers = after.value_or(0);
+            });
+    }
+}
+
+[[gnu::format(printf, 1, 2)]] std::string text_of(const char* format, ...) {
+    std::array<char, 200> text{};
+    std::va_list values;
+    va_start(values, format);
+    std::vsnprintf(text.data(), text.size(), format, values);
+    va_end(values);
+    return text.data();
+}
+
+std::string shown_by_front_panel() {
+    const auto& state = shared_state<front_panel_state_t>("front_panel");
+    return text_of("LCD front panel, backlight %d, LED words %04x %04x %04x\n", state.backlight,
+                   state.led_drivers[0], state.led_drivers[1], state.led_drivers[2]) +
+           terminal_picture(picture_of(state.glass), 122);
+}
+
+std::string shown_by_page_station() {
+    const auto& state = shared_state<page_station_state_t>("page_station");
+    const auto& out = state.general_outputs;
+    std::string text = text_of("page station, backlight %d, outputs %d%d%d%d, keypad %s\n", state.backlight,
+                               out[0], out[1], out[2], out[3], state.keypad_runs ? "runs" : "in reset");
+    for (const auto* const leds : {&state.face.leds_a, &state.face.leds_b}) {
+        text += leds == &state.face.leds_a ? "key LEDs a " : "key LEDs b ";
+        for (const bool lit : *leds) {
+            text += lit ? '*' : '.';
+        }
+        text += '\n';
+    }
+    return text + terminal_picture(picture_of(shared_state<glass_state_t>("glass")), 122);
+}
+
+std::string shown_by_controller() {
+    const auto& state = controller();
+    return text_of("outputs %d%d%d, command 0x%x, %u pulses\n", state.outputs[0], state.outputs[1],
+                   state.outputs[2], state.last_command, state.pulses) +
+           text_of("alert %s, %.1f Hz, duty %.4f\n", state.alert_on ? "on" : "off", state.alert_hz,
+                   state.alert_duty) +
+           text_of("level %.5f, output %s\n", state.level, state.level_output ? "on" : "off") +
+           text_of("fan drive %.5f %s, %.5f %s\n", state.fan_drive[0], state.fan_fixed[0] ? "fixed" : "free",
+                   state.fan_drive[1], state.fan_fixed[1] ? "fixed" : "free") +
+           text_of("lamps %.5f %.5f\n", state.lamp[0], state.lamp[1]);
+}
+
+}  // namespace
+
+void add_board_commands(CLI::App& app) {
+    add_hands(app);
+    auto& board = add_group(app, "board", "What surrounds the simulated board");
+    add_surroundings(board);
+    add_fittings(board);
+    add_faults(board);
+    auto& show = add_group(app, "show", "What is to be seen of the simulated unit");
+    add_command(show, "display", "Display and LEDs", {},
+                [] { std::fputs(shown_by(definition_of_this_unit()).c_str(), stdout); });
+    add_command(show, "controller", "Outputs, alert, level, fans and lamps, in physical quantities", {},
+                [] { std::fputs(shown_by_controller().c_str(), stdout); });
+}
+
+std::string shown_by(const unit_definition_t& unit) {
+    if (unit.has_front_panel) {
+        return shown_by_front_panel();
+    }
+    if (unit.has_page_station) {
+        return shown_by_page_station();
+    }
+    if (unit.has_serial_panel) {
+        return seven_segment_text(shared_state<serial_display_t>("serial"));
+    }
+    return shown_by_controller();
+}
+
+void write_picture(const unit_definition_t& unit, const std::string& path) {
+    if (unit.has_front_panel) {
+        const auto& state = shared_state<front_panel_state_t>("front_panel");
+        write_png(path, tinted_picture(picture_of(state.glass), state.brightness(), picture_scale));
+    } else if (unit.has_page_station) {
+        const auto backlight = shared_state<page_station_state_t>("page_station").backlight;
+        write_png(path, tinted_picture(picture_of(shared_state<glass_state_t>("glass")),
+                                       (backlight + 128) / 255.0, picture_scale));
+    } else if (unit.has_serial_panel) {
+        write_png(path, seven_segment_pixels(shared_state<serial_display_t>("serial")));
+    } else {
+        throw std::runtime_error{"this unit has no display"};
+    }
+}
+
+}  // namespace sim

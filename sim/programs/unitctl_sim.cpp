@@ -1,0 +1,88 @@
+// unitctl-sim: unitctl on a simulated unit, with what can be done to its board from outside.
+
+#include "platform/paths.h"
+#include "sim/board/keypad_setup.h"
+#include "sim/programs/board_commands.h"
+#include "sim/root/system_path.h"
+#include "sim/root/violations.h"
+#include "sim/unit/unit.h"
+#include "tools/unitctl/runner.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace {
+
+using tools::unitctl::refusal_t;
+
+/// The unit that this process made for itself, when it was asked to.
+std::unique_ptr<sim::unit_t>& own_unit() {
+    static std::unique_ptr<sim::unit_t> unit;
+    return unit;
+}
+
+void make_unit(const std::string& name) {
+    if (own_unit()) {
+        throw refusal_t{"one process has one unit"};
+    }
+    if (sim::find_unit(name) == nullptr) {
+        throw refusal_t{"no unit \"" + name + "\"; see unit_sim --list-units"};
+    }
+    sim::unit_builder_t builder{name};
+    if (builder.definition().has_page_station) {
+        builder.prepared_by(
+            [](sim::unit_t& unit) { sim::set_up_keypad(unit.root(), sim::keypad_setup_e::up_to_date); });
+    }
+    own_unit() = builder.without_notification_service().without_daemon().start();
+}
+
+void require_unit() {
+    if (sim::unit_root().empty()) {
+        throw refusal_t{"which unit? Give --unit NAME for one of its own, or FWSTATUS_UNIT_ROOT for one that "
+                        "unit_sim --keep runs"};
+    }
+}
+
+/// What devices did not understand since the last call.
+void print_violations() {
+    static std::size_t printed = 0;
+    const auto all = sim::violations();
+    std::fputs(all.substr(std::min(printed, all.size())).c_str(), stdout);
+    printed = all.size();
+}
+
+struct after_t {
+    bool show = false;
+    std::string picture;
+};
+
+void add_simulation(CLI::App& app, tools::unitctl::session_t& /*session*/) {
+    const auto after = std::make_shared<after_t>();
+    app.add_option_function<std::string>("--unit", make_unit,
+                                         "Run on a new unit of this kind, which is gone afterwards");
+    app.add_flag("--show", after->show, "Show the display behind the command");
+    app.add_option("--picture", after->picture,
+                   "Write a picture of the display to this file behind the command");
+    app.parse_complete_callback(require_unit);
+    app.final_callback([after] {
+        const auto unit = sim::definition_of_this_unit();
+        if (after->show) {
+            std::fputs(sim::shown_by(unit).c_str(), stdout);
+        }
+        if (!after->picture.empty()) {
+            sim::write_picture(unit, after->picture);
+        }
+        print_violations();
+    });
+    sim::add_board_commands(app);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const int status = tools::unitctl::run_program(argc, argv, add_simulation);
+    own_unit().reset();
+    return status;
+}

@@ -1,0 +1,17 @@
+# Runs a script of unitctl commands on a simulated unit of its own and compares the listing with the golden one.
+# -DUNITCTL=command -DUNIT=kind -DSCRIPT=file -DGOLDEN=file -DLISTING=file
+# With FWSTATUS_RENEW_GOLDEN in the environment it renews the golden listing, to be read before it is committed.
+execute_process(COMMAND ${UNITCTL} --unit ${UNIT} --trace run ${SCRIPT} OUTPUT_FILE ${LISTING} ERROR_VARIABLE said
+                                                                                 RESULT_VARIABLE status)
+if(DEFINED ENV{FWSTATUS_RENEW_GOLDEN})
+  configure_file(${LISTING} ${GOLDEN} COPYONLY)
+endif()
+if(said OR NOT status MATCHES "^[012]$")
+  message(FATAL_ERROR "ended with ${status}: ${said}")
+endif()
+execute_process(COMMAND diff -u ${GOLDEN} ${LISTING} RESULT_VARIABLE differs OUTPUT_VARIABLE difference
+                                                                             ERROR_VARIABLE difference)
+if(differs)
+  string(SUBSTRING "${difference}" 0 6000 difference)
+  message(FATAL_ERROR "not as it was approved:\n${difference}")
+endif()

@@ -1,0 +1,18 @@
+#include "tools/unitctl/command.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace tools::unitctl {
+
+bool print_if(bool read, const char* format, ...) {
+    if (read) {
+        std::va_list values;
+        va_start(values, format);
+        std::vprintf(format, values);
+        va_end(values);
+    }
+    return read;
+}
+
+}  // namespace tools::unitctl

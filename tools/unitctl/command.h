@@ -1,0 +1,78 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace tools::unitctl {
+
+/// A command could not do what it was asked: exit status 1. Without a text when a driver has said why, if it
+/// knows.
+class refusal_t : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Prints what was read as printf does, and says whether it was read.
+[[gnu::format(printf, 2, 3)]] bool print_if(bool read, const char* format, ...);
+
+/// One word behind a command's name.
+struct operand_t {
+    const char* name;
+    const char* help;
+};
+
+template <typename value_t>
+inline constexpr bool may_be_left_out = false;
+template <typename value_t>
+inline constexpr bool may_be_left_out<std::optional<value_t>> = true;
+template <typename value_t>
+inline constexpr bool may_be_left_out<std::vector<value_t>> = true;
+
+/// Adds a command with its operands to a group of commands.
+///
+///     add_command<int, double>(app, "lamp", "Sets a lamp", {{{"LAMP", "0 or 1"}, {"PERCENT", "10..100"}}},
+///                              [&](int lamp, double percent) { return set(lamp, percent); });
+///
+/// @tparam values_t  types of the operands. std::optional and, as the last one, std::vector may be left out.
+/// @param call       takes the operands. One that returns false has been refused by a driver.
+/// @return the command, for options to be added.
+template <typename... values_t, typename call_t>
+CLI::App& add_command(CLI::App& group, const char* name, const char* help,
+                      const std::array<operand_t, sizeof...(values_t)>& operands, call_t call) {
+    const auto values = std::make_shared<std::tuple<values_t...>>();
+    auto& command = *group.add_subcommand(name, help);
+    std::size_t at = 0;
+    const auto add = [&](auto& value) {
+        const auto& operand = operands.at(at++);
+        command.add_option(operand.name, value, operand.help)
+            ->required(!may_be_left_out<std::remove_reference_t<decltype(value)>>);
+    };
+    std::apply([&](auto&... value) { (add(value), ...); }, *values);
+    command.callback([values, call] {
+        if constexpr (std::is_same_v<decltype(std::apply(call, *values)), bool>) {
+            if (!std::apply(call, *values)) {
+                throw refusal_t{""};
+            }
+        } else {
+            std::apply(call, *values);
+        }
+    });
+    return command;
+}
+
+/// Adds a word that stands before commands, such as "lcd" in "lcd text".
+inline CLI::App& add_group(CLI::App& app, const char* name, const char* help) {
+    return *app.add_subcommand(name, help)->require_subcommand(1);
+}
+
+}  // namespace tools::unitctl

@@ -1,0 +1,156 @@
+#include "tools/unitctl/families.h"
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+namespace tools::unitctl {
+
+namespace {
+
+using inputs_t = io::control_t::inputs_t;
+
+const char* on_or_off(bool state) {
+    return state ? "on" : "off";
+}
+
+void add_alert(CLI::App& app, session_t& session) {
+    auto& alert = add_group(app, "alert", "The alert output");
+    add_command(alert, "on", "Switches it on", {},
+                [&session] { return session.controller().set_alert_enable(true); });
+    add_command(alert, "off", "Switches it off", {},
+                [&session] { return session.controller().set_alert_enable(false); });
+    add_command<std::uint32_t>(
+        alert, "frequency", "Sets its frequency", {{{"HZ", "2 to 16274"}}},
+        [&session](std::uint32_t hz) { return session.controller().set_alert_frequency(hz); });
+    add_command<unsigned>(
+        alert, "duty", "Sets its duty cycle", {{{"PERCENT", "0 to 100"}}},
+        [&session](unsigned percent) { return session.controller().set_alert_duty_cycle(percent); });
+}
+
+void add_fans_and_lamps(CLI::App& app, session_t& session) {
+    add_command<int, double>(app, "lamp", "Sets the brightness of a lamp",
+                             {{{"LAMP", "0 or 1"}, {"PERCENT", "10 to 100"}}},
+                             [&session](int lamp, double percent) {
+                                 return session.controller().set_lamp_brightness(lamp, percent);
+                             });
+    auto& fan = add_group(app, "fan", "The fans");
+    add_command<int>(fan, "speed", "Prints the speed of a fan; 0 where it stands or there is none",
+                     {{{"FAN", "0 or 1"}}}, [&session](int number) {
+                         std::uint32_t rpm = 0;
+                         const bool read = session.controller().get_fan_speed(number, rpm);
+                         return print_if(read, "%u rpm\n", rpm);
+                     });
+    add_command<double>(fan, "drive", "Makes one step of the fan control",
+                        {{{"CELSIUS", "The temperature to go by"}}},
+                        [&session](double celsius) { return session.controller().set_fan_drive(celsius); });
+}
+
+void add_temperature(CLI::App& app, session_t& session) {
+    const auto cached = std::make_shared<bool>(false);
+    add_command(app, "temperature", "Prints the unit's temperature", {}, [&session, cached] {
+        float celsius = std::numeric_limits<float>::quiet_NaN();
+        const bool read = session.controller().get_temperature(celsius, *cached);
+        return std::isnan(celsius) ? print_if(read, "no reading\n")
+                                   : print_if(read, "%.5g C\n", static_cast<double>(celsius));
+    }).add_flag("--cached", *cached, "The last reading of whoever read it");
+}
+
+void add_level(CLI::App& app, session_t& session) {
+    auto& level = add_group(app, "level", "The level output");
+    add_command<std::uint16_t>(
+        level, "set", "Sets the level", {{{"VALUE", "0 to 65535, 32768 is the middle"}}},
+        [&session](std::uint16_t value) { return session.controller().set_level(value); });
+    add_command<bool>(level, "output", "Switches the output", {{{"on|off", ""}}},
+                      [&session](bool on) { return session.controller().set_level_output(on); });
+}
+
+void add_inputs(CLI::App& app, session_t& session) {
+    auto& inputs = add_group(app, "inputs", "The unit's inputs");
+    add_command(inputs, "lines", "Prints the five inputs beside the level output", {}, [&session] {
+        inputs_t lines;
+        const bool read = session.controller().get_inputs(lines);
+        return print_if(read, "present %s, fault a %s, fault b %s, active %s\n", on_or_off(lines.present),
+                        on_or_off(lines.fault_a), on_or_off(lines.fault_b), on_or_off(lines.active));
+    });
+    add_command(inputs, "number", "Prints the same five as a number, 0 to 31", {}, [&session] {
+        std::uint32_t number = 0;
+        const bool read = session.controller().get_level_reading(number);
+        return print_if(read, "%u\n", number);
+    });
+    add_command(inputs, "status", "Prints the status input", {}, [&session] {
+        bool state = false;
+        const bool read = session.controller().get_status_input(state);
+        return print_if(read, "%s\n", on_or_off(state));
+    });
+    auto& gpio = add_group(app, "gpio", "The status line");
+    add_command(gpio, "status", "Prints the status that the line tells", {}, [&session] {
+        bool state = false;
+        const bool read = session.controller().get_gpio_status(state);
+        return print_if(read, "%s\n", on_or_off(state));
+    });
+    add_command(gpio, "line", "Prints the line's level; off on platforms without it", {}, [&session] {
+        bool state = false;
+        const bool read = session.controller().get_gpio_line(state);
+        return print_if(read, "%s\n", on_or_off(state));
+    });
+}
+
+void add_outputs(CLI::App& app, session_t& session) {
+    using output_e = io::control_t::output_e;
+    using command_e = io::control_t::command_e;
+    auto& outputs = add_group(app, "outputs", "The unit's outputs: a, b and c, and those of a page station");
+    struct unit_output_t {
+        const char* name;
+        output_e output;
+    };
+    for (const auto& [name, output] :
+         {unit_output_t{"a", output_e::a}, {"b", output_e::b}, {"c", output_e::c}}) {
+        add_command<bool>(outputs, name, "Switches this output of the unit", {{{"on|off", ""}}},
+                          [&session, which = output](bool on) {
+                              return session.controller().set_output_enable(which, on);
+                          });
+    }
+    struct station_output_t {
+        const char* name;
+        bool (io::page_station_t::*set)(bool);
+    };
+    using station_t = io::page_station_t;
+    for (const auto& [name, set] : {station_output_t{"bit0", &station_t::set_output_bit0},
+                                    {"bit1", &station_t::set_output_bit1},
+                                    {"bit2", &station_t::set_output_bit2},
+                                    {"bit14", &station_t::set_output_bit14}}) {
+        add_command<bool>(outputs, name, "Switches this output of a page station", {{{"on|off", ""}}},
+                          [&session, change = set](bool on) { return (session.page_station().*change)(on); });
+    }
+    auto& command = add_group(app, "command", "Sends a command to the unit");
+    add_command(command, "a", "0xF00", {},
+                [&session] { return session.controller().send_command(command_e::a); });
+    add_command(command, "b", "0x8000", {},
+                [&session] { return session.controller().send_command(command_e::b); });
+    add_command(app, "pulse", "Sends a pulse", {}, [&session] { return session.controller().send_pulse(); });
+}
+
+}  // namespace
+
+void add_controller_commands(CLI::App& app, session_t& session) {
+    auto& controller = add_group(app, "controller", "The unit's controller");
+    add_command(controller, "start", "Brings it up; takes the status line anew where the processor has it",
+                {}, [&session] {
+                    session.open();
+                    return io::control().initialise(true);
+                });
+    add_command(controller, "revision", "Prints the hardware's revision", {}, [&session] {
+        std::uint32_t revision = 0;
+        const bool read = session.controller().get_hardware_revision(revision);
+        return print_if(read, "%u\n", revision);
+    });
+    add_alert(app, session);
+    add_fans_and_lamps(app, session);
+    add_temperature(app, session);
+    add_level(app, session);
+    add_inputs(app, session);
+    add_outputs(app, session);
+}
+
+}  // namespace tools::unitctl

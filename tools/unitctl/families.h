@@ -1,0 +1,18 @@
+#pragma once
+
+#include "tools/unitctl/session.h"
+
+/// The commands of unitctl, a file for each family: they parse their words, call one operation of a driver
+/// and print what it gives.
+namespace tools::unitctl {
+
+/// Alert, lamps, fans, temperature, level, outputs, inputs, status line.
+void add_controller_commands(CLI::App& app, session_t& session);
+/// The front panel's bring-up, LEDs, slot states and buttons.
+void add_panel_commands(CLI::App& app, session_t& session);
+/// The LCD of either panel: texts, bars, screens, backlight, bytes.
+void add_lcd_commands(CLI::App& app, session_t& session);
+/// The page station's bring-up, keys and key LEDs.
+void add_station_commands(CLI::App& app, session_t& session);
+
+}  // namespace tools::unitctl

@@ -1,0 +1,147 @@
+#include "io/lcd/graphics.h"
+#include "io/lcd/lcd_bus.h"
+#include "tools/unitctl/families.h"
+
+#include <array>
+#include <cstdio>
+
+namespace tools::unitctl {
+
+namespace {
+
+using texts_t = std::vector<std::string>;
+
+int number_of(const std::string& text) {
+    int number = 0;
+    if (!CLI::detail::lexical_cast(text, number)) {
+        throw refusal_t{"\"" + text + "\" is no number"};
+    }
+    return number;
+}
+
+struct screen_t {
+    const char* name;
+    std::vector<const char*> arguments;
+    bool (*draw)(const texts_t& arguments);
+};
+
+/// Every screen of the front panel.
+const std::vector<screen_t>& screens() {
+    using panel_t = io::front_panel_screens_t;
+    static const std::vector<screen_t> all{
+        {"text", {}, [](const texts_t&) { return panel_t::clear_for_text(); }},
+        {"blank", {}, [](const texts_t&) { return panel_t::clear_screen(); }},
+        {"home", {}, [](const texts_t&) { return panel_t::home_screen(); }},
+        {"about", {}, [](const texts_t&) { return panel_t::about_screen(); }},
+        {"about-info",
+         {"MODEL", "VERSION"},
+         [](const texts_t& a) { return panel_t::about_info(a[0], a[1]); }},
+        {"clear-settings", {}, [](const texts_t&) { return panel_t::clear_settings_screen(); }},
+        {"countdown",
+         {"ROW", "SECONDS"},
+         [](const texts_t& a) { return panel_t::countdown_row(number_of(a[0]), number_of(a[1])); }},
+        {"card-slots", {}, [](const texts_t&) { return panel_t::card_slots_screen(); }},
+        {"slot-names",
+         {"FIRST", "A", "B", "C", "D"},
+         [](const texts_t& a) { return panel_t::slot_names(number_of(a[0]), a[1], a[2], a[3], a[4]); }},
+        {"update-notice", {"TEXT"}, [](const texts_t& a) { return panel_t::update_notice(a[0]); }},
+        {"design-info",
+         {"NAME", "DESIGN", "STATUS"},
+         [](const texts_t& a) { return panel_t::design_info(a[0], a[1], a[2]); }},
+        {"network-info",
+         {"TITLE", "IP", "MASK", "GATEWAY"},
+         [](const texts_t& a) { return panel_t::network_info(a[0], a[1], a[2], a[3]); }},
+        {"level-meter", {"LEVEL"}, [](const texts_t& a) { return panel_t::level_meter(number_of(a[0])); }},
+        {"rebooting", {}, [](const texts_t&) { return panel_t::rebooting_screen(); }},
+    };
+    return all;
+}
+
+void add_screens(CLI::App& lcd, session_t& session) {
+    auto& group = add_group(lcd, "screen", "Draws a screen of the front panel");
+    for (const auto& screen : screens()) {
+        const auto arguments = std::make_shared<texts_t>(screen.arguments.size());
+        auto& command = *group.add_subcommand(screen.name);
+        for (std::size_t i = 0; i < arguments->size(); ++i) {
+            command.add_option(screen.arguments[i], arguments->at(i))->required();
+        }
+        command.callback([&session, &screen, arguments] {
+            static_cast<void>(session.front_panel());
+            if (!screen.draw(*arguments)) {
+                throw refusal_t{""};
+            }
+        });
+    }
+}
+
+bool start(session_t& session) {
+    if (!session.lcd_is_page_stations()) {
+        return io::front_panel().reset_lcd();
+    }
+    io::graphics().mark_uninitialised();
+    return io::page_station().init(false);
+}
+
+void add_texts(CLI::App& lcd, session_t& session) {
+    const auto centre = std::make_shared<bool>(false);
+    add_command<int, std::string>(lcd, "text", "Clears a row and writes a text into it",
+                                  {{{"ROW", "0 to 3; 0 to 2 on a page station"}, {"TEXT", "UTF-8"}}},
+                                  [&session, centre](int row, const std::string& text) {
+                                      return session.lcd_is_page_stations()
+                                                 ? io::page_station().draw_text(row, text, *centre)
+                                                 : io::front_panel().draw_text_row(row, text, *centre);
+                                  })
+        .add_flag("--centre", *centre, "In the middle of the row");
+    add_command<int, int>(lcd, "progress", "Draws a bar over a row",
+                          {{{"ROW", "0 to 3; 0 to 2 on a page station"}, {"PERCENT", "0 to 100"}}},
+                          [&session](int row, int percent) {
+                              return session.lcd_is_page_stations()
+                                         ? io::page_station().draw_progress(row, percent)
+                                         : io::front_panel().draw_progress_row(row, percent);
+                          });
+    auto& fill = add_group(lcd, "fill", "Fills the screen");
+    for (const bool ink : {true, false}) {
+        add_command(fill, ink ? "ink" : "paper", ink ? "All dark" : "All light", {}, [&session, ink] {
+            if (!session.lcd_is_page_stations()) {
+                return io::front_panel_t::fill_screen(ink);
+            }
+            io::graphics().fill_rect(0, 0, io::graphics_t::width - 1, io::graphics_t::height - 1,
+                                     ink ? io::graphics_t::ink : io::graphics_t::paper);
+            return true;
+        });
+    }
+}
+
+void add_bytes(CLI::App& lcd, session_t& session) {
+    auto& byte = add_group(lcd, "byte", "Sends one byte to the LCD controller");
+    for (const bool is_data : {false, true}) {
+        add_command<std::uint8_t>(byte, is_data ? "data" : "command", "Sends it as what it says",
+                                  {{{"BYTE", "0 to 255"}}}, [&session, is_data](std::uint8_t value) {
+                                      static_cast<void>(session.lcd_is_page_stations());
+                                      return io::lcd_write(is_data, value);
+                                  });
+    }
+    add_command<std::uint16_t>(lcd, "word", "Sends two data bytes to the LCD controller at once",
+                               {{{"WORD", "0 to 65535"}}}, [&session](std::uint16_t word) {
+                                   static_cast<void>(session.lcd_is_page_stations());
+                                   return io::lcd_write_word(word);
+                               });
+}
+
+}  // namespace
+
+void add_lcd_commands(CLI::App& app, session_t& session) {
+    auto& lcd = add_group(app, "lcd", "The LCD of a front panel or a page station");
+    add_command(lcd, "start", "Resets and starts the LCD: empty, a front panel's dark", {},
+                [&session] { return start(session); });
+    add_command<int>(lcd, "backlight", "Sets the backlight", {{{"LEVEL", "-128 (dark) to 127"}}},
+                     [&session](int level) {
+                         return session.lcd_is_page_stations() ? io::page_station().set_backlight(level)
+                                                               : io::front_panel().set_backlight(level);
+                     });
+    add_texts(lcd, session);
+    add_screens(lcd, session);
+    add_bytes(lcd, session);
+}
+
+}  // namespace tools::unitctl

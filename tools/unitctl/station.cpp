@@ -1,0 +1,94 @@
+#include "tools/unitctl/families.h"
+
+#include <cstdio>
+
+namespace tools::unitctl {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t no_key = 0xFFFF'FFFF;
+
+/// Takes one event, when one waits.
+bool print_key(io::page_station_t& station, bool& any) {
+    std::uint32_t key = no_key;
+    bool pressed = false;
+    if (!station.read_key(key, pressed)) {
+        return false;
+    }
+    any = key != no_key;
+    if (any) {
+        std::printf("key %u %s\n", key, pressed ? "down" : "up");
+    }
+    return true;
+}
+
+bool read_keys(session_t& session, bool watch, std::chrono::milliseconds limit) {
+    auto& station = session.page_station();
+    bool any = false;
+    bool answers = print_key(station, any);
+    if (watch) {
+        session.repeat(10ms, limit, [&] { return answers = print_key(station, any); });
+    } else if (answers && !any) {
+        std::puts("no key event waits");
+    }
+    return answers;
+}
+
+void add_keys(CLI::App& app, session_t& session) {
+    struct watch_t {
+        bool on = false;
+        double seconds = 0;
+    };
+    const auto watch = std::make_shared<watch_t>();
+    auto& keys = add_command(
+        app, "keys", "Takes one key event of a page station, if one waits", {}, [&session, watch] {
+            return read_keys(session, watch->on,
+                             std::chrono::milliseconds{static_cast<long>(watch->seconds * 1000)});
+        });
+    keys.add_flag("--watch", watch->on, "Go on, with a line for every event, until Ctrl-C");
+    keys.add_option("--for", watch->seconds, "Seconds after which to end by itself");
+}
+
+void add_station_inputs(CLI::App& app, session_t& session) {
+    auto& inputs = *app.get_subcommand("inputs");
+    add_command(inputs, "word", "Prints the input register of a page station", {}, [&session] {
+        std::uint32_t word = 0;
+        const bool read = session.page_station().read_input(word);
+        return print_if(read, "0x%08x\n", word);
+    });
+    struct input_t {
+        const char* name;
+        bool (io::page_station_t::*read)(bool&);
+    };
+    for (const auto& [name, read] : {input_t{"bit3", &io::page_station_t::read_input_bit3},
+                                     {"bit4", &io::page_station_t::read_input_bit4}}) {
+        add_command(inputs, name, "Prints this input of a page station", {}, [&session, take = read] {
+            bool level = false;
+            const bool is_read = (session.page_station().*take)(level);
+            return print_if(is_read, "%s\n", level ? "on" : "off");
+        });
+    }
+}
+
+}  // namespace
+
+void add_station_commands(CLI::App& app, session_t& session) {
+    auto& station = add_group(app, "station", "The page station");
+    const auto full = std::make_shared<bool>(false);
+    add_command(station, "start", "Brings it up", {}, [&session, full] {
+        session.open();
+        session.claim_display();
+        return io::page_station().init(*full);
+    }).add_flag("--full", *full, "Reset the keypad and update its firmware as well");
+    add_command(station, "revision", "Prints its revision", {}, [&session] {
+        std::uint32_t revision = 0;
+        const bool read = session.page_station().get_revision(revision);
+        return print_if(read, "%u\n", revision);
+    });
+    add_keys(app, session);
+    add_station_inputs(app, session);
+}
+
+}  // namespace tools::unitctl
