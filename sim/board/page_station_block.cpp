@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace sim {
 
@@ -20,6 +21,9 @@ constexpr unsigned sdata = 10;
 constexpr unsigned xres_drive = 11;
 constexpr unsigned xres = 12;
 constexpr std::uint32_t line_bits = 0x1E61;
+
+// What the keypad's supply needs to settle.
+constexpr std::chrono::milliseconds keypad_reset_time{10};
 
 constexpr std::uint32_t control_outputs = 0x7FE7;
 
@@ -95,7 +99,14 @@ void page_station_block_t::write_control(std::uint32_t value) {
     state_.general_outputs[3] = (value >> 14 & 1u) != 0;
     const int level = static_cast<int>(value >> 5 & 0xFFu);
     state_.backlight = level > 127 ? level - 256 : level;
-    state_.keypad_runs = (value >> 13 & 1u) != 0;
+    const bool runs = (value >> 13 & 1u) != 0;
+    if (state_.keypad_runs && !runs) {
+        keypad_stopped_ = std::chrono::steady_clock::now();
+    } else if (runs && keypad_stopped_ &&
+               std::chrono::steady_clock::now() - *std::exchange(keypad_stopped_, {}) < keypad_reset_time) {
+        report_violation("page station: keypad held in reset for less than 10 ms");
+    }
+    state_.keypad_runs = runs;
     update_pins();
 }
 

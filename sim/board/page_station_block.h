@@ -6,8 +6,10 @@
 #include "sim/board/keypad_target.h"
 #include "sim/board/spi_controller.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <utility>
 
 namespace sim {
@@ -45,6 +47,7 @@ class page_station_block_t : public device_t {
     spi_controller_t spi_{keypad_, state_.keypad_link};
     std::uint32_t control_ = 0;
     std::uint32_t lines_ = 0;
+    std::optional<std::chrono::steady_clock::time_point> keypad_stopped_{};
 };
 
 /// Plugs a page station into a board.
