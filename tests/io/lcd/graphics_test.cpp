@@ -194,6 +194,8 @@ TEST(text_layout,
     };
     EXPECT_EQ(shortened(80, ""), std::string(80, 'a')) << "240 wide";
     EXPECT_EQ(shortened(79, "ll"), std::string(77, 'a') + "...") << "241 wide: cut to 231";
+    EXPECT_EQ(io::shortened_to_fit(small_font, std::string(121, 'l')), std::string(115, 'l') + "...")
+        << "232 is too much";
     EXPECT_EQ(shortened(76, "lll") + shortened(2, ""), std::string(76, 'a') + "lllaa") << "234 wide";
     EXPECT_EQ(shortened(75, "llllllll"), std::string(75, 'a') + "lll...")
         << "241 wide: 231 is reached by another way";
