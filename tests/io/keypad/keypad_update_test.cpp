@@ -125,7 +125,7 @@ TEST_F(keypad_update, an_image_that_cannot_be_used_is_told_and_leaves_the_contro
         {"cut short", good.substr(0, 300 * line)},
         {"an end-of-file record too early", sim::intel_hex_text(std::span{firmware}.first(8064))},
         {"straddling a block's end", straddling},
-        {"past the end", good.substr(0, 511 * line) + ":201FF000" + std::string(64, '0') + "D1\n"},
+        {"past the end", good.substr(0, 511 * line) + ":111FF000" + std::string(34, '0') + "E0\n"},
     };
     sim::set_up_keypad(unit_.root, keypad_setup_e::outdated);
     std::string report;
