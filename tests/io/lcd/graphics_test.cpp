@@ -100,7 +100,7 @@ TEST(graphics, shapes_and_symbols_are_clipped_to_their_viewport) {
     }
     sheet.next_cell();  // whole cells of symbols; what a wrap leaves behind is paper
     lcd.fill_rect(0, 0, 9, 5, graphics_t::ink);
-    sheet.draw("aa l");
+    sheet.draw("aa aal");
     sheet.next_cell();
     lcd.set_pixel_pos(8, 1);
     sheet.draw(std::string(100, 'a'), 0x02);
@@ -114,6 +114,8 @@ TEST(graphics, shapes_and_symbols_are_clipped_to_their_viewport) {
     EXPECT_EQ(lcd.select_font(nullptr), &small_font);
     EXPECT_EQ(lcd.select_font(&small_font), &io::default_font);
     sheet.draw("l");
+    sheet.next_cell();  // a new viewport has its pen in the corner
+    lcd.line_to(4, 0);
     sheet.next_cell();  // each context has a viewport and a font of its own
     EXPECT_TRUE(lcd.select_context(4) && !lcd.select_context(5));
     EXPECT_EQ(lcd.select_font(&small_font), &io::default_font);

@@ -131,10 +131,13 @@ TEST(line_settings, each_option_sets_its_bits) {
     for (const auto& [before, data_bits, parity, stop_bits, flow, control, input] : cases) {
         termios attributes{};
         attributes.c_cflag = before;
-        attributes.c_iflag = IXOFF;
+        attributes.c_iflag = IXOFF | INLCR | IGNCR | ICRNL;
+        attributes.c_lflag = ICANON | ECHO | ECHOE | ISIG;
+        attributes.c_oflag = OPOST;
         zel::apply_line_settings(attributes, B115200, zel::data_bits_e{data_bits}, zel::parity_e{parity},
                                  zel::stop_bits_e{stop_bits}, zel::flow_control_e{flow});
         EXPECT_EQ(std::pair(attributes.c_cflag, attributes.c_iflag), std::pair(control, input)) << flow;
+        EXPECT_EQ(attributes.c_lflag | attributes.c_oflag, 0U);
     }
 }
 
