@@ -1,4 +1,6 @@
+#include "ipc/unix_stream_socket.h"
 #include "platform/paths.h"
+#include "platform/system_path.h"
 #include "sim/programs/options.h"
 #include "sim/root/system_path.h"
 #include "sim/show/display_view.h"
@@ -155,6 +157,15 @@ int report(const sim::verdict_t& verdict) {
 // Plays a scenario to a daemon that somebody else starts, over and over, until Ctrl-C.
 int serve(const options_t& options) {
     const auto& scenario = options.scenario;
+    for (const auto path : {zel::paths::property_engine, zel::paths::notification_service}) {
+        if (zel::unix_stream_socket_t{std::string{path}}.connect()) {
+            throw std::runtime_error{"somebody serves at \"" + zel::system_path(path) + "\" already"};
+        }
+    }
+    const sim::guardian_t guardian;
+    guardian.note_file(zel::system_path(zel::paths::property_engine));
+    guardian.note_file(zel::system_path(zel::paths::notification_service));
+    guardian.end_on_signals();
     sim::engine_t engine;
     sim::notification_service_t notifications;
     sim::publish_identity(engine, sim::find_unit(options.unit)->properties);
@@ -182,6 +193,7 @@ int serve(const options_t& options) {
 int simulate(const options_t& options) {
     const auto& scenario = options.scenario;
     auto builder = sim::unit_builder_t{options.unit};
+    builder.prepared_by([](sim::unit_t& unit) { unit.root().guardian().end_on_signals(); });
     for (const auto* const fault : options.faults) {
         if (fault->arrange != nullptr) {
             fault->arrange(builder);

@@ -3,8 +3,6 @@
 #include "platform/paths.h"
 #include "sim/root/system_path.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -23,16 +21,6 @@ constexpr std::string_view unit_file = "/sim/unit";
 constexpr std::size_t io_driver_size = 0x100'0000;  // covers both mappings, whatever the page size
 constexpr std::size_t omap_io_size = 18200;
 
-std::string make_directory() {
-    // In memory where there is such a place, as a unit keeps what changes all the time: a disk's file system
-    // takes its time to empty a file.
-    std::string pattern = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm/fwu.XXXXXX" : "/tmp/fwu.XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) {
-        throw std::system_error{errno, std::generic_category(), "cannot make a unit root"};
-    }
-    return pattern;
-}
-
 // The kind of unit, and what a test may have changed of its board.
 std::string board_text(const unit_definition_t& unit) {
     std::ostringstream text;
@@ -49,19 +37,14 @@ std::string board_text(const unit_definition_t& unit) {
 
 }  // namespace
 
-unit_root_t::unit_root_t(const unit_definition_t& definition)
-    : definition_{definition}, path_{make_directory()} {
-    set_unit_root(path_);
+unit_root_t::unit_root_t(const unit_definition_t& definition) : definition_{definition} {
+    set_unit_root(path());
     populate();
 }
 
 unit_root_t::~unit_root_t() {
-    if (unit_root() == path_) {
+    if (unit_root() == path()) {
         set_unit_root("");
-    }
-    if (!keep_) {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
     }
 }
 
@@ -101,7 +84,10 @@ void unit_root_t::populate() const {
 void unit_root_t::write_file(std::string_view unit_path, std::string_view content) const {
     const std::filesystem::path place{file(unit_path)};
     std::filesystem::create_directories(place.parent_path());
-    std::ofstream{place, std::ios::binary} << content;
+    std::ofstream output{place, std::ios::binary};
+    if (!(output << content << std::flush)) {
+        throw std::system_error{errno, std::generic_category(), place};
+    }
 }
 
 std::string unit_root_t::read_file(std::string_view unit_path) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sim/root/guardian.h"
 #include "sim/root/unit_definition.h"
 
 #include <string>
@@ -8,15 +9,16 @@
 namespace sim {
 
 /// The directory that stands for a unit's "/": made on construction with every file that the unit's
-/// definition promises, and made this process's unit root; removed on destruction unless it is to be kept.
+/// definition promises, and made this process's unit root; removed on destruction, or when this process ends
+/// without one, by its guardian.
 ///
 ///     sim::unit_root_t unit{*sim::find_unit("page-station")};
 ///     unit.write_file("/proc/cpuinfo", "");
 ///
-/// Its name is short ("/dev/shm/fwu.XXXXXX" or "/tmp/fwu.XXXXXX"), since a socket path ends at 107
-/// characters. A program started with the environment variable FWSTATUS_UNIT_ROOT set to `path()` is on the
-/// same unit: "sim/unit" below the root says which board to build. Throws std::system_error or
-/// std::filesystem::filesystem_error when the directory cannot be made.
+/// Its name is short ("/dev/shm/fwu.XXXXXX"), since a socket path ends at 107 characters. A program started
+/// with the environment variable FWSTATUS_UNIT_ROOT set to `path()` is on the same unit: "sim/unit" below the
+/// root says which board to build. Throws std::runtime_error when the directory cannot be made or has no
+/// room.
 class unit_root_t {
   public:
     explicit unit_root_t(const unit_definition_t& definition);
@@ -26,13 +28,15 @@ class unit_root_t {
 
     [[nodiscard]] const unit_definition_t& definition() const { return definition_; }
     /// The directory itself, without a slash at its end.
-    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] const std::string& path() const { return guardian_.directory(); }
     /// Where a path of the unit lies.
     [[nodiscard]] std::string file(std::string_view unit_path) const {
-        return path_ + std::string{unit_path};
+        return path() + std::string{unit_path};
     }
 
-    /// Writes a file of the unit anew, with the directories that lead to it.
+    [[nodiscard]] const guardian_t& guardian() const { return guardian_; }
+
+    /// Writes a file of the unit anew, with the directories that lead to it. Throws std::system_error.
     void write_file(std::string_view unit_path, std::string_view content) const;
     /// The file's content; empty when there is none.
     [[nodiscard]] std::string read_file(std::string_view unit_path) const;
@@ -40,15 +44,11 @@ class unit_root_t {
     /// Makes a file of `size` zero bytes that takes no room, as it stands for a device or a shared state.
     void make_sparse_file(std::string_view unit_path, std::size_t size) const;
 
-    /// Leaves the directory in place on destruction.
-    void keep() { keep_ = true; }
-
   private:
     void populate() const;
 
     unit_definition_t definition_;
-    std::string path_;
-    bool keep_ = false;
+    guardian_t guardian_;
 };
 
 /// The content of a file of this machine; empty when it cannot be read.

@@ -66,6 +66,7 @@ unsigned terminal_columns() {
 viewer_t::viewer_t(unit_t& unit, display_view_t* display, const scenario_t& scenario, bool live)
     : unit_{unit}, display_{display}, scenario_{scenario}, live_{live} {
     if (live_) {
+        unit_.root().guardian().note_screen(true);
         put(std::string{other_screen});
     }
 }
@@ -73,6 +74,7 @@ viewer_t::viewer_t(unit_t& unit, display_view_t* display, const scenario_t& scen
 viewer_t::~viewer_t() {
     if (live_) {
         put(std::string{first_screen});
+        unit_.root().guardian().note_screen(false);
     }
 }
 

@@ -32,8 +32,13 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
     return result;
 }
 
-[[noreturn]] void run(std::vector<std::string> command, std::vector<std::string> environment,
+[[noreturn]] void run(pid_t parent, std::vector<std::string> command, std::vector<std::string> environment,
                       const std::string& log_path) {
+    // From its environment on the program is known to whoever cleans up; until then it ends with its parent.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) {
+        ::_exit(1);
+    }
     for (char** entry = environ; *entry != nullptr; ++entry) {
         environment.emplace_back(*entry);
     }
@@ -85,9 +90,10 @@ int daemon_process_t::start(const std::vector<std::string>& command,
     // What detaches from its parent becomes a child of this process, not of init.
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     const auto before = children();
+    const pid_t parent = ::getpid();
     const pid_t starter = ::fork();
     if (starter == 0) {
-        run(command, environment, log_path);
+        run(parent, command, environment, log_path);
     }
     const auto status = wait_for(starter, patience);
     if (!status) {

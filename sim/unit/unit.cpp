@@ -60,8 +60,10 @@ int unit_t::start_daemon(const std::vector<std::string>& wrapper) {
         command.push_back(word);
     }
     command.push_back(built_program("sim/unit", "fwstatus-sim"));
-    return daemon_.start(command, {"FWSTATUS_UNIT_ROOT=" + root_.path(), std::string{every_level_trace}},
-                         root_.file("/sim/console"), 60s);
+    return daemon_.start(
+        command,
+        {"FWSTATUS_UNIT_ROOT=" + root_.path(), root_.guardian().mark(), std::string{every_level_trace}},
+        root_.file("/sim/console"), 60s);
 }
 
 bool unit_t::run_passes(int count, std::chrono::milliseconds patience) {
