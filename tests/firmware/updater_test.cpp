@@ -70,6 +70,19 @@ TEST_F(updater, one_pass_applies_a_burst_and_ignores_what_is_not_for_it) {
     EXPECT_EQ(tracker_.progress(), 5);
 }
 
+TEST_F(updater, one_poll_takes_2000_messages_and_the_next_goes_on_from_there) {
+    std::string notes;
+    for (int i = 0; i < 2000; ++i) {
+        notes += encode({"note", "", ""});
+    }
+    engine_.send_raw(notes + encode({"changed", progress, "5"}));
+    EXPECT_TRUE(tracker_.poll(0));
+    EXPECT_EQ(tracker_.progress(), -1);
+    EXPECT_TRUE(tracker_.poll(0));
+    EXPECT_EQ(tracker_.progress(), 5);
+    EXPECT_FALSE(tracker_.poll(0));
+}
+
 TEST_F(updater, a_steady_pass_allocates_nothing) {
     for (int pass = 0; pass < 20; ++pass) {
         const auto text = std::string(100, 'x') + std::to_string(pass % 10);

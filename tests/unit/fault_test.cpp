@@ -179,6 +179,12 @@ TEST_F(traced, pass_makes_the_calls_that_are_made_to_fail_and_no_other) {
         }
         seen.erase("");
         EXPECT_EQ(seen, known) << kind;
+        if (kind == std::string_view{"page-station"}) {
+            // Tracker, display, notifications: no change is missed while a display comes up.
+            const auto all = unit->root().read_file("/sim/strace");
+            EXPECT_LT(all.rfind("/.korv_property_ipc\""), all.find("/ps_keypad.hex\""));
+            EXPECT_LT(all.find("/ps_keypad.hex\""), all.find("/.korv_ipc\""));
+        }
     }
 }
 
