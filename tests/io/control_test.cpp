@@ -1,53 +1,56 @@
 #include "io/control.h"
 #include "io/mmio.h"
-#include "sim/board/control_block.h"
+#include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
-#include <string_view>
+#include <filesystem>
+#include <string>
 
 namespace {
 
-/// A unit with its controller brought up.
-struct controlled_unit_t {
-    explicit controlled_unit_t(std::string_view name) : unit{name} { EXPECT_TRUE(driver.initialise(true)); }
-
-    tests::checked_unit_t unit;
-    io::control_t driver;
-    sim::control_block_state_t& outside = sim::shared_state<sim::control_block_state_t>("control");
-};
-
-TEST(control, reads_the_temperature_and_keeps_it_for_others) {
-    controlled_unit_t on{"card-frame"};
-    float celsius = 0;
-    for (const double actual : {-10.03125, 0.0, 41.25}) {
-        on.outside.sensor.celsius = actual;
-        EXPECT_TRUE(on.driver.get_temperature(celsius));
-        EXPECT_EQ(celsius, static_cast<float>(actual));
+TEST(control, what_each_board_has_is_as_approved) {
+    std::string report;
+    for (const std::uint32_t fpga :
+         {0xDEADF00DU, 0xBA5EBA11U, 0xB01DFACEU, 0xCAB005E5U, 0x0DDBA115U, 0x5EAF00D5U}) {
+        auto definition = *sim::find_unit("mixer");
+        definition.fpga_id = fpga;
+        const tests::checked_unit_t unit{definition};
+        io::control_t driver;
+        EXPECT_EQ(driver.shared_status(), nullptr);
+        EXPECT_TRUE(driver.initialise(true));
+        EXPECT_EQ(driver.shared_status(), io::system_t::shared_base() + 0x419C4);
+        tests::listing_t listing{"platform " + std::to_string(io::system_t::platform_id())};
+        std::uint32_t rpm = 99;
+        listing.tell("fan 2", [&] { return driver.get_fan_speed(2, rpm); });
+        listing.tell("fan 0", [&] { return driver.get_fan_speed(0, rpm); });
+        listing.tell("fan drive", [&] { return driver.set_fan_drive(90); });
+        listing.tell("lamp", [&] { return driver.set_lamp_brightness(0, 50); });
+        float celsius = 77;
+        listing.tell("temperature", [&] { return driver.get_temperature(celsius); });
+        bool line = false;
+        listing.tell("line", [&] { return driver.get_gpio_line(line); });
+        report += listing.text() + "  " + std::to_string(rpm) + " rpm, " + std::to_string(celsius) + " C\n";
     }
-    EXPECT_EQ(io::mmio::read32(io::system_t::shared_base() + 0x3C000 + 0x5A38), 0x42250000U)
-        << "41.25 as a big-endian float";
-    on.outside.sensor.fitted = false;
-    EXPECT_FALSE(on.driver.get_temperature(celsius));
-    celsius = 0;
-    EXPECT_TRUE(on.driver.get_temperature(celsius, true)) << "from the shared region alone";
-    EXPECT_EQ(celsius, 41.25F);
+    EXPECT_EQ(report, tests::golden_text("boards.txt", report));
 }
 
-TEST(control, a_large_base_unit_that_gets_no_reading_has_not_failed) {
-    controlled_unit_t on{"large-base-unit"};
-    on.outside.sensor.fitted = false;
+TEST(control, the_emulated_expander_has_the_sensor_of_a_processor) {
+    auto definition = *sim::find_unit("container");
+    definition.properties.platform = "expc";
+    const tests::checked_unit_t expander{definition};
+    const io::system_t system;
+    EXPECT_EQ(io::system_t::platform_id(), 12U);
+    constexpr auto* sensor = "/sys/devices/ocp.3/44e10448.bandgap/temp1_input";
+    std::filesystem::create_directories(std::filesystem::path{expander.root.file(sensor)}.parent_path());
+    expander.root.write_file(sensor, "-1250\n");
+    io::control_t driver;
     float celsius = 77;
-    EXPECT_TRUE(on.driver.get_temperature(celsius) && celsius == 77.0F);
+    EXPECT_TRUE(driver.get_temperature(celsius) && celsius == -1.25F);
+    expander.root.remove_file(sensor);
+    EXPECT_FALSE(driver.get_temperature(celsius));
 }
 
-TEST(control, a_temperature_kept_by_another_program_is_read_without_a_sensor_too) {
-    controlled_unit_t on{"base-unit"};
-    io::mmio::write32(io::system_t::shared_base() + 0x3C000 + 0x5A38, 0x42250000U);
-    float celsius = 77;
-    EXPECT_TRUE(on.driver.get_temperature(celsius, true) && celsius == 41.25F);
-}
-
-TEST(control, an_amplifier_gives_its_processor_line_back_before_it_exports_and_reads_it) {
+TEST(control, an_amplifier_gives_its_processor_line_back_before_it_exports_it) {
     const tests::checked_unit_t amplifier{"virtual-machine"};
     const auto& root = amplifier.root;
     io::control_t driver;
@@ -57,15 +60,6 @@ TEST(control, an_amplifier_gives_its_processor_line_back_before_it_exports_and_r
     EXPECT_TRUE(amplifier.log.has("driver_lib::io_control_t -- could not open gpio export file"));
     root.write_file("/sys/class/gpio/export", "");
     EXPECT_TRUE(driver.initialise(false) && root.read_file("/sys/class/gpio/export") == "113");
-    bool status = false;
-    bool line = false;
-    for (const auto* const text : {"0\n", "1\n"}) {
-        root.write_file("/sys/class/gpio/gpio113/value", text);
-        EXPECT_TRUE(driver.get_gpio_status(status) && driver.get_gpio_line(line));
-        EXPECT_TRUE(line == (text[0] == '1') && status == !line) << text;
-    }
-    root.write_file("/sys/class/gpio/gpio113/value", "high\n");
-    EXPECT_FALSE(driver.get_gpio_status(status) || driver.get_gpio_line(line));
 }
 
 }  // namespace

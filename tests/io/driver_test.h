@@ -62,12 +62,6 @@ class listing_t {
         }
         sim::fpga()->forget_recorded();
     }
-    /// A call that gives something, too.
-    template <typename value_t, typename read_t>
-    void tell_value(const std::string& what, value_t before, const read_t& read) {
-        tell(what, [&] { return read(before); });
-        text_ += "  gives " + std::to_string(before) + '\n';
-    }
     [[nodiscard]] const std::string& text() const { return text_; }
 
   private:
