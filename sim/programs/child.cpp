@@ -17,6 +17,7 @@ namespace {
 [[noreturn]] void become(const std::vector<std::string>& command) {
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     std::vector<char*> words;
+    words.reserve(command.size() + 1);
     for (const auto& word : command) {
         words.push_back(const_cast<char*>(word.c_str()));
     }

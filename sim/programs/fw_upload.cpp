@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -57,6 +58,7 @@ std::size_t take(const std::string& path, std::size_t expected, const std::strin
 }  // namespace
 
 int main() {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // with its web server, however long it would wait
     const auto fault = sim::read_file(zel::system_path("/sim/web_fault"));
     const auto part = zel::system_path("/tmp/fw_image.part");
     const auto expected =

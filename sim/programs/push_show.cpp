@@ -32,7 +32,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::size_t image_size = 6 * 1024 * 1024;
+constexpr std::size_t image_size = 6'291'456;
 constexpr const char* kinds[] = {"base-unit", "page-station", "serial-panel"};
 constexpr auto between_pictures = 4s;
 constexpr int interrupted = 130;

@@ -3,9 +3,7 @@
 #include <curl/curl.h>
 
 #include <chrono>
-#include <cstdint>
-#include <memory>
-#include <vector>
+#include <cstddef>
 
 namespace fwpush {
 
@@ -35,7 +33,7 @@ class transfers_t {
     void begin(CURL* handle);
     /// Ends it, without telling its client. Nothing happens when it is not under way.
     void abort(CURL* handle);
-    /// Lets `run` return early once that descriptor can be read.
+    /// Lets `run` return early whenever that descriptor can be read.
     void heed(int fd) const;
 
     /// Moves transfers on and tells their clients, until there is nothing to do before `until`, or something

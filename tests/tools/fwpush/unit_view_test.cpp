@@ -1,0 +1,45 @@
+#include "tools/fwpush/unit_view.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using fwpush::printable;
+
+TEST(printable, leaves_text_alone_and_replaces_what_a_terminal_would_obey) {
+    EXPECT_EQ(printable("Block 3 of 9 <&>"), "Block 3 of 9 <&>");
+    EXPECT_EQ(printable("Größe 日本 💥"), "Größe 日本 💥");
+    EXPECT_EQ(printable("a\x1b[2J\r\n\t\x07\x7f"), "a?[2J?????");
+    EXPECT_EQ(printable("\xc2\x85 \xc2\x9b"), "?? ??");  // C1: next line, control sequence introducer
+    // What turns the direction of writing, and what ends a line: U+202E, U+2028, U+2066.
+    const std::string punctuation = "\xe2\x80";
+    EXPECT_EQ(printable(punctuation + "\xae" + punctuation + "\xa8" + "\xe2\x81" + "\xa6"), "?????????");
+}
+
+TEST(printable, makes_valid_utf8_of_anything) {
+    EXPECT_EQ(printable("\xff\x80 \xc3"), "?? ?");
+    EXPECT_EQ(printable("\xc0\xaf \xe0\x80\xaf \xf0\x80\x80\xaf"), "?? ??? ????");  // overlong
+    EXPECT_EQ(printable("\xed\xa0\x80 \xf4\x90\x80\x80"), "??? ????");  // surrogate, beyond the last
+    EXPECT_EQ(printable("\xe2\x82"), "??");
+}
+
+TEST(printable, counts_characters_and_not_bytes) {
+    EXPECT_EQ(printable("äöü", 2), "äö");
+    EXPECT_EQ(fwpush::width_of("äöü"), 3U);
+    EXPECT_EQ(printable(std::string(300, 'x')).size(), 200U);
+}
+
+TEST(unit_view, says_what_a_unit_is_at) {
+    fwpush::unit_view_t unit;
+    unit.stage = firmware::push_stage_e::uploading;
+    EXPECT_EQ(word_for(unit), "uploading");
+    unit.is_waiting = true;
+    EXPECT_EQ(word_for(unit), "waiting");
+    unit.outcome = firmware::push_outcome_e::unsupported_hardware;
+    EXPECT_EQ(word_for(unit), "unsupported_hardware");
+    EXPECT_EQ(fwpush::minutes(std::chrono::milliseconds{65'999}), "1:05");
+}
+
+}  // namespace
