@@ -87,6 +87,12 @@ TEST(daemon, without_an_engine_ends_with_255_and_with_an_unknown_platform_abnorm
     EXPECT_NE(unit->log().find("platform_t unable to read platform information from property engine."),
               std::string::npos);
 
+    auto silent = sim::unit_builder_t{"container"}.without_daemon().start();
+    silent->engine().stay_silent(true);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(silent->start_daemon(), 255);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds{1950}) << "a second, twice";
+
     auto strange = sim::unit_builder_t{"container"}.without_daemon().start();
     strange->engine().set("/sys/config/platform", "toaster");
     EXPECT_EQ(strange->start_daemon(), 128 + SIGABRT);
