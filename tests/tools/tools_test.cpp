@@ -85,6 +85,7 @@ TEST_F(hextool, a_converted_binary_is_a_good_image_filled_up_with_zeros) {
     unit_.write_file("/b.bin", std::string(8192, '\xFF'));
     EXPECT_EQ(run(HEXTOOL " convert b.bin i.hex"),
               "i.hex: good, 8192 bytes in 512 records, byte sum 0xE000 (57344)\n0");
+    EXPECT_EQ(run(HEXTOOL " convert b.bin /dev/full"), "hextool: cannot write /dev/full\n3");
     unit_.write_file("/b.bin", std::string(8193, 'x'));
     EXPECT_EQ(run(HEXTOOL " convert b.bin big.hex").back(), '1');
     EXPECT_EQ(run(HEXTOOL " check big.hex"), "hextool: cannot open big.hex\n3");
