@@ -19,7 +19,8 @@ tree = pathlib.Path(__file__).resolve().parents[2]
 build = pathlib.Path(os.environ.get("FWSTATUS_BUILD", tree / "build" / "release"))
 
 # A daemon leaves its parent; it shall be a child of this process and no other, to be ended with it.
-ctypes.CDLL(None).prctl(36, 1)  # PR_SET_CHILD_SUBREAPER
+libc = ctypes.CDLL(None)
+libc.prctl(36, 1)  # PR_SET_CHILD_SUBREAPER
 signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
 
 
@@ -58,13 +59,21 @@ def fetch(url, headers=None, seconds=10):
         return error.code, error.headers, error.read()
 
 
+def guard(process, directory):
+    """A process that waits until this one ends, however that is, or until its input is closed: then it ends another
+    (a process, or with a minus a group) and removes a directory."""
+    return subprocess.Popen(["/bin/sh", "-c", 'read _; kill -9 "$0"; rm -rf "$1"', str(process), str(directory)],
+                            stdin=subprocess.PIPE, stderr=subprocess.DEVNULL, start_new_session=True)
+
+
 class process_t:
-    """A program that ends with this one."""
+    """A program that ends with the thread that started it, however that ends."""
 
     def __init__(self, *command, env=None):
         self.log = tempfile.NamedTemporaryFile(prefix="fwweb.", suffix=".log", mode="w+")
         self.child = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=self.log, stderr=self.log,
-                                      env={**os.environ, **(env or {})})
+                                      env={**os.environ, **(env or {})},
+                                      preexec_fn=lambda: libc.prctl(1, signal.SIGTERM))  # PR_SET_PDEATHSIG
         atexit.register(self.stop)
 
     def output(self):
@@ -103,6 +112,7 @@ class unit_t:
         subprocess.run([program("fwstatus-sim")], check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                        stderr=subprocess.DEVNULL, env={**os.environ, **self.env})
         self.daemon = wait_for(lambda: next(iter(_children() - before), 0))
+        self.guard = guard(self.daemon, self.root)
         wait_for(lambda: self.file.exists())
 
     def set(self, **properties):
@@ -124,10 +134,10 @@ class unit_t:
         os.kill(self.daemon, signal.SIGCONT)
 
     def stop(self):
-        if getattr(self, "daemon", 0):
-            os.kill(self.daemon, signal.SIGKILL)
+        if getattr(self, "guard", None):
+            self.guard.communicate()
             os.waitpid(self.daemon, 0)
-            self.daemon = 0
+            self.guard = None
         if hasattr(self, "engine"):
             self.engine.stop()
         shutil.rmtree(self.root, ignore_errors=True)

@@ -27,7 +27,14 @@ class browser_t(webdriver.Chrome):
                      "--disable-dev-shm-usage", "--user-data-dir=" + self.profile.name):
             options.add_argument(flag)
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-        super().__init__(service=Service("/usr/bin/chromedriver"), options=options)
+        # A group of their own, to be ended together.
+        service = Service("/usr/bin/chromedriver", popen_kw={"start_new_session": True})
+        super().__init__(service=service, options=options)
+        self.guard = harness.guard(-service.process.pid, self.profile.name)
+
+    def quit(self):
+        super().quit()
+        self.guard.communicate()
 
     def text(self, name):
         return self.execute_script("return document.getElementById(arguments[0]).textContent", name)
