@@ -1,5 +1,6 @@
 #include "sim/board/front_panel_block.h"
 
+#include "sim/board/clock.h"
 #include "sim/root/violations.h"
 
 #include <string>
@@ -61,8 +62,9 @@ spi_bits_t front_panel_wires_t::exchange(const spi_bits_t& sent, std::uint32_t b
     }
     const auto size = sent.size();
     const bool to_lcd = size == one_lcd_byte.size() || size == two_lcd_bytes.size();
-    if (bit_rate > (to_lcd ? 30'500'000u : 10'500'000u)) {
-        complain(std::to_string(bit_rate) + " bits per second are too fast");
+    if (const auto most = to_lcd ? 30'500'000u : 10'500'000u; bit_rate > most || bit_rate < most / 2) {
+        complain(std::to_string(bit_rate) + " bits per second are too " +
+                 (bit_rate > most ? "fast" : "slow"));
     }
     if (size == 12 && sent.number(0, 12) == 0xC00) {
         return status(size);
@@ -91,8 +93,9 @@ bool front_panel_wires_t::take_lcd_bytes(const spi_bits_t& sent) {
     if (!bytes.understood || (two && !bytes.is_data)) {
         return false;
     }
-    if (lcd_in_reset_) {
-        complain("a byte for the LCD while it is held in reset");
+    if (state_.lcd_in_reset || !state_.lcd_was_reset) {
+        complain(state_.lcd_in_reset ? "a byte for the LCD while it is held in reset"
+                                     : "a byte for the LCD before a reset long enough");
         return true;
     }
     glass_.take(bytes.is_data, bytes.first);
@@ -111,10 +114,14 @@ void front_panel_wires_t::latch_leds(const spi_bits_t& sent) {
 }
 
 void front_panel_wires_t::hold_lcd_in_reset(bool held) {
-    if (held && !lcd_in_reset_) {
+    constexpr std::int64_t shortest_pulse_us = 10;
+    if (held && !state_.lcd_in_reset) {
         glass_.reset();
+        state_.lcd_reset_since_us = now_us();
+    } else if (!held && state_.lcd_in_reset) {
+        state_.lcd_was_reset = now_us() - state_.lcd_reset_since_us >= shortest_pulse_us;
     }
-    lcd_in_reset_ = held;
+    state_.lcd_in_reset = held;
 }
 
 std::uint32_t front_panel_block_t::read32(std::uint32_t offset) {

@@ -25,6 +25,9 @@ struct front_panel_state_t {
     /// The three LED drivers, as latched; which bit lights what depends on the panel's revision.
     std::uint16_t led_drivers[3] = {};
     std::uint32_t led_updates = 0;
+    bool lcd_in_reset = false;
+    bool lcd_was_reset = false;  ///< for long enough; only then is it known what the LCD's registers hold
+    std::int64_t lcd_reset_since_us = 0;
     glass_state_t glass;
 
     /// Brightness of the backlight, 0..1.
@@ -47,7 +50,6 @@ class front_panel_wires_t : public spi_peer_t {
 
     front_panel_state_t& state_;
     glass_t glass_;
-    bool lcd_in_reset_ = false;
 };
 
 /// The FPGA's front-panel block: a control register and an SPI controller at 0x100.

@@ -1,5 +1,6 @@
 #include "sim/board/glass.h"
 
+#include "sim/board/clock.h"
 #include "sim/root/violations.h"
 
 #include <algorithm>
@@ -119,11 +120,7 @@ void glass_t::run() {
         begin_writing();
         break;
     case 0x20:
-        // Full power at once would pull the supply down: the booster has to run first.
-        if ((p[0] & 0x03) != 0 && (s.power & 0x08) == 0) {
-            fault("power without the booster running before", p[0]);
-        }
-        s.power = p[0] & 0x0F;
+        switch_power(p[0] & 0x0F);
         break;
     case 0x81:
         s.volume = static_cast<std::uint16_t>((p[0] & 0x3F) | (p[1] & 0x07) << 6);
@@ -148,6 +145,17 @@ void glass_t::run() {
     case 0xAF:
         s.display_on = s.command == 0xAF;
         break;
+    default:
+        run_layout();
+        break;
+    }
+}
+
+// How memory comes to lie on the glass.
+void glass_t::run_layout() {
+    auto& s = state_;
+    const auto& p = s.parameters;
+    switch (s.command) {
     case 0xBB:
         s.common_scan = p[0] & 0x07;
         break;
@@ -181,9 +189,38 @@ void glass_t::run_extended() {
     case 0x32:
         std::copy_n(s.parameters, 3, s.analogue);
         break;
+    case 0xCC:
+    case 0xCD:
+    case 0xFD:
+        run_trim_memory();
+        break;
     default:
         break;
     }
+}
+
+// Full power at once would pull the supply down: the booster has to run first, and to have settled.
+void glass_t::switch_power(std::uint8_t wanted) {
+    constexpr std::uint8_t booster = 0x08;
+    constexpr std::int64_t settling_us = 1000;
+    if ((wanted & ~booster) != 0 && (state_.power & booster) == 0) {
+        fault("power without the booster running before", wanted);
+    } else if ((wanted & ~booster) != 0 && now_us() - state_.booster_since_us < settling_us) {
+        fault("power before the booster has settled", wanted);
+    }
+    if ((state_.power & booster) == 0) {
+        state_.booster_since_us = now_us();
+    }
+    state_.power = wanted;
+}
+
+// Its mode is set, it is read, it is left: each takes until the memory is ready for the next.
+void glass_t::run_trim_memory() {
+    constexpr std::int64_t ready_us = 100'000;
+    if (state_.command != 0xCD && now_us() - state_.trim_since_us < ready_us) {
+        fault("trim memory hurried", state_.command);
+    }
+    state_.trim_since_us = now_us();
 }
 
 void glass_t::set_window(std::uint8_t& first, std::uint8_t& last, unsigned limit) {

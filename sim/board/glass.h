@@ -44,7 +44,9 @@ struct glass_state_t {
     bool asleep = true;
     bool oscillator_on = false;
     bool inverse = false;
-    std::uint8_t power = 0;  ///< bit 0 reference, 1 follower, 3 booster
+    std::uint8_t power = 0;             ///< bit 0 reference, 1 follower, 3 booster
+    std::int64_t booster_since_us = 0;  ///< on the monotonic clock
+    std::int64_t trim_since_us = 0;     ///< since when the trim memory does what it was told last
     std::uint16_t volume = 0x101;
     std::uint8_t line_count = 160;
 
@@ -74,7 +76,9 @@ using glass_picture_t = std::array<std::array<std::uint8_t, glass_state_t::width
 [[nodiscard]] glass_picture_t picture_of(const glass_state_t& state);
 
 /// The LCD controller: takes command and data bytes and changes the state by them. Data that no command asked
-/// for, commands that do not exist in the current table and windows outside memory are counted and reported.
+/// for, commands that do not exist in the current table and windows outside memory are counted and reported,
+/// and so is whoever does not wait: for the booster before it has to feed anything, for the trim memory
+/// between its steps.
 class glass_t {
   public:
     explicit glass_t(glass_state_t& state) : state_{state} {}
@@ -90,9 +94,12 @@ class glass_t {
     void command(std::uint8_t code);
     void data(std::uint8_t byte);
     void run();
+    void run_layout();
     void run_extended();
     void set_window(std::uint8_t& first, std::uint8_t& last, unsigned limit);
     void begin_writing();
+    void switch_power(std::uint8_t wanted);
+    void run_trim_memory();
     void store_group();
     void advance();
     void fault(const std::string& what, std::uint8_t byte);

@@ -11,7 +11,7 @@ spi_bits_t keypad_t::exchange(const spi_bits_t& sent, std::uint32_t bit_rate, un
     constexpr std::uint32_t poll_command = 0xA2;
     constexpr std::uint32_t led_command = 0xA0;
     spi_bits_t answer{sent.size()};
-    if (bit_rate > 50'000 || mode != 0) {
+    if (bit_rate > 50'000 || bit_rate < 25'000 || mode != 0) {
         report_violation("keypad: SPI at " + std::to_string(bit_rate) + " bit/s, mode " +
                          std::to_string(mode));
     }

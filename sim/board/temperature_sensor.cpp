@@ -7,7 +7,7 @@
 namespace sim {
 
 spi_bits_t temperature_sensor_t::exchange(const spi_bits_t& sent, std::uint32_t bit_rate, unsigned mode) {
-    if (bit_rate > 10'000'000 || mode != 0 || sent.size() != 16) {
+    if (bit_rate > 10'000'000 || bit_rate < 1'000'000 || mode != 0 || sent.size() != 16) {
         report_violation("temperature sensor: " + std::to_string(sent.size()) + " bits in mode " +
                          std::to_string(mode) + " at " + std::to_string(bit_rate) + " Hz");
     }
