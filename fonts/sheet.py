@@ -65,7 +65,8 @@ class Sheet:
 
     def __init__(self, fonts: dict[str, bdf.Font]):
         self.fonts = fonts
-        self.canvas = Canvas(3 * self.MARGIN + 2 * PANEL_WIDTH, 1000)
+        glyphs = sum(len(font.glyphs) for font in fonts.values())
+        self.canvas = Canvas(3 * self.MARGIN + 2 * PANEL_WIDTH, 1000 + 2 * glyphs)
         self.x = self.y = self.MARGIN
         self.lowest = 0
 
@@ -103,7 +104,7 @@ class Sheet:
         """All characters, sixteen to a line, each cell on a darker ground that shows its width."""
         font = self.fonts[name]
         codes = sorted(font.glyphs)
-        height = len(codes) // 16 * pitch + 3
+        height = -(-len(codes) // 16) * pitch + 3
         self.canvas.fill(self.x, self.y, PANEL_WIDTH, height, PAPER)
         for position, code in enumerate(codes):
             x = self.x + 4 + position % 16 * 15
