@@ -84,10 +84,18 @@ void add_what_to_show(CLI::App& app, options_t& options) {
     app.add_flag("--plain", options.plain, "print a log even on a terminal");
     app.add_flag("--log", options.log, "print the daemon's own log at the end");
     app.add_flag("--keep", options.keep,
-                 "leave the unit running at the end, until Ctrl-C, and say how\nto poke it");
+                 "leave the unit running at the end, until Ctrl-C: on a terminal with keys for\nstates, "
+                 "percentages, faults and buttons; say how else to poke it");
     app.add_flag("--serve", options.serve,
                  "run only the property engine and the notification service, at\nthe unit's own paths on "
                  "this machine (or below\nFWSTATUS_UNIT_ROOT), for a daemon started by hand");
+}
+
+void add_hand_on_a_unit(CLI::App& app, options_t& options) {
+    constexpr const char* where = " of the running unit below FWSTATUS_UNIT_ROOT, and end";
+    app.add_option("--press", options.press, std::string{"press a button or key"} + where)
+        ->type_name("NUMBER");
+    app.add_option("--release", options.release, std::string{"release it"} + where)->type_name("NUMBER");
 }
 
 // What can be said about the options only once all are known.
@@ -95,11 +103,18 @@ void complete(options_t& options, const std::string& scenario) {
     if (options.unit.empty()) {
         options.unit = options.faults.empty() ? "base-unit" : options.faults.front()->unit;
     }
-    if (sim::find_unit(options.unit) == nullptr) {
+    const auto* const unit = sim::find_unit(options.unit);
+    if (unit == nullptr) {
         throw CLI::ValidationError{"no unit \"" + options.unit + "\"; see unit_sim --list-units"};
     }
     if (options.web.is_on ? !options.faults.empty() : options.web.fault != nullptr) {
         throw CLI::ValidationError{"faults with --web are those that unit_sim --list-faults says so of"};
+    }
+    for (const auto* const fault : options.faults) {
+        if (!fault->possible_on(*unit)) {
+            throw CLI::ValidationError{"a " + options.unit + " cannot have the fault \"" +
+                                       std::string{fault->name} + "\""};
+        }
     }
     try {
         options.scenario = sim::load_scenario(scenario);
@@ -120,6 +135,7 @@ std::variant<options_t, int> read_options(int argc, char** argv) {
     add_what_to_play(app, options, scenario);
     add_what_to_show(app, options);
     add_web_options(app, options.web);
+    add_hand_on_a_unit(app, options);
     try {
         app.parse(argc, argv);
         complete(options, scenario);

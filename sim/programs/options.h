@@ -4,6 +4,7 @@
 #include "sim/unit/faults.h"
 #include "sim/unit/scenario.h"
 
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -20,6 +21,8 @@ struct options_t {
     bool log = false;
     bool keep = false;
     web_options_t web;
+    std::optional<unsigned> press;  ///< a key of a unit that runs already
+    std::optional<unsigned> release;
 };
 
 /// Reads the command line.

@@ -4,10 +4,12 @@
 #include "sim/programs/options.h"
 #include "sim/root/system_path.h"
 #include "sim/show/display_view.h"
+#include "sim/show/live_console.h"
 #include "sim/show/verdict.h"
 #include "sim/show/viewer.h"
 #include "sim/unit/faults.h"
 #include "sim/unit/scenario_player.h"
+#include "sim/unit/troubles.h"
 #include "sim/unit/unit.h"
 
 #include <unistd.h>
@@ -16,6 +18,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -58,38 +61,6 @@ class picture_book_t {
     int count_ = 0;
 };
 
-sim::works_t works_throughout(const std::vector<const sim::fault_t*>& faults) {
-    sim::works_t works;
-    for (const auto* const fault : faults) {
-        works = works && fault->works_meanwhile && fault->works_after;
-    }
-    return works;
-}
-
-/// Lets faults begin and end: they last for the middle third of a scenario.
-class troubles_t {
-  public:
-    troubles_t(const std::vector<const sim::fault_t*>& faults, sim::unit_t& unit, milliseconds duration)
-        : faults_{faults}, unit_{unit}, duration_{duration} {}
-
-    void look(milliseconds now) {
-        if (const int phase = static_cast<int>(3 * now / duration_); phase == phase_ + 1 && phase < 3) {
-            phase_ = phase;
-            for (const auto* const fault : faults_) {
-                if (const auto change = phase == 1 ? fault->begin : fault->end) {
-                    change(unit_);
-                }
-            }
-        }
-    }
-
-  private:
-    const std::vector<const sim::fault_t*>& faults_;
-    sim::unit_t& unit_;
-    milliseconds duration_;
-    int phase_ = 0;
-};
-
 // The opening: the daemon finds its display and makes its first pass.
 void wait_for_first_pass(sim::unit_t& unit, sim::viewer_t& viewer) {
     const bool running = sim::wait_until([&] {
@@ -101,45 +72,87 @@ void wait_for_first_pass(sim::unit_t& unit, sim::viewer_t& viewer) {
     }
 }
 
-void play(const sim::scenario_t& scenario, const options_t& options, sim::unit_t& unit, sim::viewer_t& viewer,
+/// What belongs to one unit while it runs.
+struct running_unit_t {
+    sim::unit_t& unit;
+    sim::display_view_t* display;
+    sim::troubles_t troubles;
+    bool live;
+    std::vector<std::string> differences{};  ///< seen on the way
+};
+
+void play(const options_t& options, running_unit_t& running, sim::viewer_t& viewer,
           picture_book_t& pictures) {
     constexpr milliseconds frame{100};
+    const auto duration = options.scenario.events.back().at;
     milliseconds next_frame{};
-    troubles_t troubles{options.faults, unit, scenario.events.back().at};
+    milliseconds now{};
     sim::scenario_watch_t watch;
-    const auto works = works_throughout(options.faults);
+    const auto works = std::accumulate(options.faults.begin(), options.faults.end(), sim::works_t{},
+                                       [](const auto& all, const auto* fault) {
+                                           return all && fault->works_meanwhile && fault->works_after;
+                                       });
     watch.daemon_shows_states = works.news && works.file;
-    watch.meanwhile = [&](milliseconds now) {
+    watch.meanwhile = [&](milliseconds time) {
+        now = time;
         if (now >= next_frame) {
             viewer.show(now);
             next_frame = now + milliseconds{static_cast<long>(frame.count() * options.speed)};
         }
-        troubles.look(now);
+        running.troubles.follow(now, duration);
     };
     watch.before = [&](const sim::scenario_event_t& event) {
-        if (event.kind == sim::scenario_event_t::kind_e::set_property &&
-            event.name == "/sys/fw_status/state") {
-            pictures.note_state(event.value);
+        if (event.kind != sim::scenario_event_t::kind_e::set_property ||
+            event.name != "/sys/fw_status/state") {
+            return;
+        }
+        pictures.note_state(event.value);
+        const auto* const display =
+            running.display != nullptr && running.display->in_use() && running.display->keeps_up()
+                ? running.display
+                : nullptr;
+        if (const auto difference = difference_to_published(running.unit, display, works);
+            !difference.empty()) {
+            running.differences.push_back("after " + sim::seconds_text(now) + " " + difference);
         }
     };
-    sim::play(scenario, options.speed, unit, watch);
-    viewer.show(scenario.events.back().at);
+    sim::play(options.scenario, options.speed, running.unit, watch);
+    viewer.show(duration);
 }
 
-void keep_running(sim::unit_t& unit) {
-    const auto& root = unit.root().path();
-    const auto propctl = "FWSTATUS_UNIT_ROOT=" + root + " " + sim::built_program("tools", "propctl-sim");
+void say_how_to_poke(sim::unit_t& unit) {
+    const auto place = "FWSTATUS_UNIT_ROOT=" + unit.root().path() + " ";
+    const auto propctl = place + sim::built_program("tools", "propctl-sim");
     std::cout << "\nThe unit keeps running until Ctrl-C. To poke it:\n"
               << "  " << propctl << " set /sys/fw_status/state fw_write\n"
               << "  " << propctl << " set /sys/fw_status/progress 42\n"
               << "  " << propctl << " monitor /sys/fw_status/state\n"
+              << "  " << place << sim::built_program("sim/programs", "unit_sim") << " --press 1\n"
               << "  cat " << unit.root().file(std::string{zel::paths::www_directory} + "fw_status.xml")
               << "\n"
-              << "  tail -f " << unit.root().file("/sim/log") << "\n";
-    while (unit.daemon().is_running()) {
-        std::this_thread::sleep_for(200ms);
+              << "  tail -f " << unit.root().file("/sim/log") << std::endl;
+}
+
+void keep_running(const options_t& options, running_unit_t& running) {
+    const auto start = std::chrono::steady_clock::now() - options.scenario.events.back().at;
+    const auto now = [&] {
+        return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
+    };
+    say_how_to_poke(running.unit);
+    if (running.live && ::isatty(STDIN_FILENO) != 0) {
+        sim::viewer_t viewer{running.unit, running.display, options.scenario, true};
+        sim::live_console_t console{running.unit, running.troubles};
+        while (running.unit.daemon().is_running() && console.take_keys(now())) {
+            viewer.show(now(), console.help());
+        }
+    } else {
+        while (running.unit.daemon().is_running()) {
+            std::this_thread::sleep_for(200ms);
+        }
     }
-    std::cout << "The daemon has ended.\n";
+    if (!running.unit.daemon().is_running()) {
+        std::cout << "The daemon has ended.\n";
+    }
 }
 
 int report(const sim::verdict_t& verdict) {
@@ -207,25 +220,40 @@ int simulate(const options_t& options) {
                   << "), scenario \"" << scenario.name << "\": " << scenario.title << std::endl;
     }
     picture_book_t pictures{options.pictures, display.get()};
+    running_unit_t running{*unit, display.get(), {*unit, options.faults}, live};
     {
         sim::viewer_t viewer{*unit, display.get(), scenario, live};
         wait_for_first_pass(*unit, viewer);
-        play(scenario, options, *unit, viewer, pictures);
+        play(options, running, viewer, pictures);
     }
+    auto verdict = sim::judge(*unit, display.get(), scenario, running.troubles);
+    verdict.faults.insert(verdict.faults.end(), running.differences.begin(), running.differences.end());
     if (display) {
         for (const auto& line : display->lines(sim::terminal_columns() - 2)) {
             std::cout << "  " << line << "\n";
         }
     }
     pictures.take("end");
-    const int status = report(sim::judge(*unit, display.get(), scenario, works_throughout(options.faults)));
+    const int status = report(verdict);
     if (options.log) {
         std::cout << "\n" << unit->log() << std::flush;
     }
     if (options.keep) {
-        keep_running(*unit);
+        keep_running(options, running);
     }
     return status;
+}
+
+int move_key_of_running_unit(const options_t& options) {
+    if (sim::unit_root().empty()) {
+        throw std::runtime_error{"FWSTATUS_UNIT_ROOT does not say which unit"};
+    }
+    const auto unit = sim::definition_of_this_unit();
+    if (!unit.has_front_panel && !unit.has_page_station) {
+        throw std::runtime_error{"a " + std::string{unit.name} + " has no keys"};
+    }
+    sim::move_key(unit, options.press ? *options.press : *options.release, options.press.has_value());
+    return 0;
 }
 
 }  // namespace
@@ -240,7 +268,9 @@ int main(int argc, char** argv) {
         if (options.web.is_on) {
             return run_web_unit(options.unit, options.plain, options.web);
         }
-        return options.serve ? serve(options) : simulate(options);
+        return options.press || options.release ? move_key_of_running_unit(options)
+               : options.serve                  ? serve(options)
+                                                : simulate(options);
     } catch (const std::exception& error) {
         std::cerr << "unit_sim: " << error.what() << "\n";
         return 1;

@@ -3,10 +3,13 @@
 #include "sim/board/front_panel_block.h"
 #include "sim/board/keypad_state.h"
 #include "sim/root/shared_state.h"
+#include "sim/show/lcd_reading.h"
 #include "sim/show/picture.h"
 #include "sim/show/seven_segment_picture.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <sstream>
 
 namespace sim {
@@ -14,6 +17,7 @@ namespace sim {
 namespace {
 
 constexpr unsigned picture_scale = 4;
+constexpr double bar_accuracy = 0.6;  // a percent is two pixels and a bit
 
 std::vector<std::string> lines_of(const std::string& text) {
     std::vector<std::string> lines;
@@ -37,6 +41,21 @@ class lcd_view_t : public display_view_t {
         return lines_of(terminal_picture(picture_of(glass_), columns));
     }
     [[nodiscard]] bool in_use() const override { return glass_.lit(); }
+    [[nodiscard]] bool keeps_up() const override { return true; }
+    [[nodiscard]] std::string difference(const std::string& state,
+                                         std::optional<int> percent) const override {
+        const auto shown = picture_of(glass_);
+        if (!shows_text(shown, state)) {
+            return "no \"" + state + "\" is on the glass";
+        }
+        const auto bar = bar_on(shown);
+        if (percent && (!bar || std::abs(*bar - *percent) > bar_accuracy)) {
+            return bar ? "the bar stands at " + std::to_string(std::lround(*bar)) + " %, not at " +
+                             std::to_string(*percent) + " %"
+                       : "no bar is on the glass";
+        }
+        return {};
+    }
 
   protected:
     [[nodiscard]] pixels_t picture(int backlight) const {
@@ -95,10 +114,29 @@ class serial_panel_view_t final : public display_view_t {
     [[nodiscard]] std::vector<std::string> lines(unsigned /*columns*/) const override {
         return lines_of(seven_segment_text(module_.display()));
     }
-    [[nodiscard]] pixels_t pixels() const override { return seven_segment_pixels(module_.display()); }
+    // With its latest number, which shares the digits with an animation.
+    [[nodiscard]] pixels_t pixels() const override { return seven_segment_pixels(latest_number()); }
     [[nodiscard]] bool in_use() const override { return !module_.history().empty(); }
+    [[nodiscard]] bool keeps_up() const override { return false; }
+    [[nodiscard]] std::string difference(const std::string& /*state*/,
+                                         std::optional<int> percent) const override {
+        const auto number = number_on(latest_number());
+        if (!percent || number == percent) {
+            return {};
+        }
+        return (number ? std::to_string(*number) : "no number") + " is on the panel, not " +
+               std::to_string(*percent);
+    }
 
   private:
+    [[nodiscard]] serial_display_t latest_number() const {
+        const auto frames = module_.history();
+        const auto found = std::find_if(frames.rbegin(), frames.rend(), [](const auto& frame) {
+            return number_on(frame.display).has_value();
+        });
+        return found == frames.rend() ? module_.display() : found->display;
+    }
+
     const serial_module_t& module_;
 };
 

@@ -4,6 +4,7 @@
 #include "sim/unit/unit.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,14 @@ class display_view_t {
     [[nodiscard]] virtual pixels_t pixels() const = 0;
     /// Whether the daemon has put anything on it.
     [[nodiscard]] virtual bool in_use() const = 0;
+    /// Whether what is published is to be seen at once. Otherwise it takes some seconds, and states come and
+    /// go unseen.
+    [[nodiscard]] virtual bool keeps_up() const = 0;
+    /// What it shows otherwise than it should; empty when that is all right.
+    /// @param state    as people read it.
+    /// @param percent  none: whatever it shows is right.
+    [[nodiscard]] virtual std::string difference(const std::string& state,
+                                                 std::optional<int> percent) const = 0;
 };
 
 /// The view of the display that a unit has; null when it has none.

@@ -1,5 +1,6 @@
 #include "sim/show/seven_segment_picture.h"
 
+#include <algorithm>
 #include <array>
 
 namespace sim {
@@ -89,6 +90,21 @@ pixels_t seven_segment_pixels(const serial_display_t& display) {
              lit(display.leds, led) ? led_lit : led_out);
     }
     return pixels;
+}
+
+std::optional<int> number_on(const serial_display_t& display) {
+    constexpr std::array<std::uint8_t, 10> figures{0x3F, 0x06, 0x5B, 0x4F, 0x66,
+                                                   0x6D, 0x7D, 0x07, 0x7F, 0x6F};
+    std::optional<int> number;
+    for (const auto segments_lit : display.digits) {
+        const auto figure = std::ranges::find(figures, segments_lit);
+        if (figure != figures.end()) {
+            number = number.value_or(0) * 10 + static_cast<int>(figure - figures.begin());
+        } else if (segments_lit != 0) {
+            return std::nullopt;
+        }
+    }
+    return number;
 }
 
 }  // namespace sim

@@ -3,6 +3,7 @@
 #include "sim/peers/serial_module.h"
 #include "sim/show/png.h"
 
+#include <optional>
 #include <string>
 
 namespace sim {
@@ -18,5 +19,8 @@ namespace sim {
 
 /// The same drawn in colour, 220 x 92 pixels; segments and LEDs that are out show faintly.
 [[nodiscard]] pixels_t seven_segment_pixels(const serial_display_t& display);
+
+/// The number that the digits show, blank places left out; none when anything else is on them.
+[[nodiscard]] std::optional<int> number_on(const serial_display_t& display);
 
 }  // namespace sim

@@ -1,10 +1,16 @@
 #include "sim/show/verdict.h"
 
+#include "sim/board/glass.h"
 #include "sim/root/violations.h"
+#include "sim/show/lcd_reading.h"
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <map>
+#include <optional>
 #include <sstream>
 #include <utility>
 
@@ -46,12 +52,35 @@ std::string joined(const std::vector<std::string>& texts) {
     return result;
 }
 
+// A number from 0 to 100 as an updater writes it. Without one yet a display shows 0.
+std::optional<int> plain_percent(const std::optional<std::string>& text) {
+    if (!text) {
+        return 0;
+    }
+    int value = 0;
+    const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), value);
+    const bool plain = error == std::errc{} && std::to_string(value) == *text && value >= 0 && value <= 100;
+    return plain ? std::optional{value} : std::nullopt;
+}
+
+std::vector<std::string> without_leading_idle(std::vector<std::string> states) {
+    if (!states.empty() && states.front() == "idle") {
+        states.erase(states.begin());
+    }
+    return states;
+}
+
 class judge_t {
   public:
-    judge_t(unit_t& unit, const display_view_t* display, const scenario_t& scenario, const works_t& works)
-        : unit_{unit}, display_{display}, scenario_{scenario}, works_{works} {}
+    judge_t(unit_t& unit, const display_view_t* display, const scenario_t& scenario,
+            const troubles_t& troubles)
+        : unit_{unit}, display_{display}, scenario_{scenario}, troubles_{troubles},
+          works_{troubles.worked_throughout()} {}
 
     verdict_t judge() {
+        for (const auto& line : troubles_.account()) {
+            fact("fault", line);
+        }
         judge_identity();
         judge_display();
         judge_status_file();
@@ -97,12 +126,17 @@ class judge_t {
         fact("display", display_ == nullptr ? "none" : display_->caption());
         expect(used == (expected != display_e::none),
                "the display should be: " + std::string{display_name(expected)});
+        auto works = troubles_.works_at_the_end();
+        works.news = works_.news;  // what it did not hear of then nobody tells it again
+        const auto difference = difference_to_published(unit_, used ? display_ : nullptr, works);
+        expect(difference.empty(), "at the end " + difference);
     }
 
     void judge_status_file() {
-        std::vector<std::string> expected;
+        // Until it hears of a state, and that may have been before anybody looked, the daemon shows "idle".
+        std::vector<std::string> expected{"idle"};
         for (const auto& value : scenario_.values_of("/sys/fw_status/state")) {
-            if (expected.empty() || expected.back() != shown_state(value)) {
+            if (expected.back() != shown_state(value)) {
                 expected.push_back(shown_state(value));
             }
         }
@@ -111,7 +145,8 @@ class judge_t {
         fact("passes", std::to_string(counters.rewrites));
         fact("file reads", std::to_string(counters.reads) + ", of them " +
                                std::to_string(counters.short_reads) + " short or empty");
-        expect(unit_.status().states() == expected || !works_.news,
+        expect(without_leading_idle(unit_.status().states()) == without_leading_idle(expected) ||
+                   !works_.news || !works_.file,
                "the status file should have shown " + joined(expected));
     }
 
@@ -121,8 +156,8 @@ class judge_t {
         const auto received = static_cast<long>(counts.progresses);
         const auto lost = std::max(0L, counters.active_rewrites - received);
         fact("notifications", std::to_string(counts.begins + counts.states + counts.progresses) +
-                                  " received; progress in " + std::to_string(received) + " of " +
-                                  std::to_string(counters.active_rewrites) + " active passes");
+                                  " received, " + std::to_string(received) + " of them of progress; " +
+                                  std::to_string(lost) + " missing");
         expect(counts.garbage_bytes == 0, std::to_string(counts.garbage_bytes) + " bytes notify of nothing");
         if (!works_.notifications) {
             return;
@@ -149,23 +184,61 @@ class judge_t {
                                std::to_string(daemon.open_descriptors()) + " descriptors");
         }
         std::istringstream reported{violations()};
+        std::map<std::string, int> times;
         for (std::string line; std::getline(reported, line);) {
-            expect(false, "a device was misused: " + line);
+            ++times[line];
+        }
+        for (const auto& [line, count] : times) {
+            expect(false, "a device was misused: " + line +
+                              (count > 1 ? " (" + std::to_string(count) + " times)" : ""));
         }
     }
 
     unit_t& unit_;
     const display_view_t* display_;
     const scenario_t& scenario_;
+    const troubles_t& troubles_;
     works_t works_;
     verdict_t verdict_;
 };
 
 }  // namespace
 
+std::string difference_to_published(unit_t& unit, const display_view_t* display, const works_t& works,
+                                    std::chrono::milliseconds patience) {
+    const auto published = [&](const char* name) {
+        return unit.engine().get(std::string{"/sys/fw_status/"} + name);
+    };
+    const auto word = published("state").value_or("idle");
+    const auto percent = plain_percent(published("progress"));
+    // A detail too long for its row scrolls whatever stands above it off the screen.
+    const bool scrolled = widest_text(published("detail").value_or("")) > glass_state_t::width;
+    const auto look = [&]() -> std::string {
+        const auto file_percent = unit.status().element("progress");
+        if (works.news && works.file && unit.status().element("state") != shown_state(word)) {
+            return "the status file shows " + unit.status().element("state") + ", not " + shown_state(word);
+        }
+        if (works.news && works.file && percent && published("progress") &&
+            file_percent != std::to_string(*percent)) {
+            return "the status file shows " + file_percent + " %, not " + std::to_string(*percent) + " %";
+        }
+        return display != nullptr && works.news && works.display && !scrolled
+                   ? display->difference(state_text(word), percent)
+                   : "";
+    };
+    std::string difference;
+    static_cast<void>(wait_until(
+        [&] {
+            difference = look();
+            return difference.empty() || !unit.daemon().is_running();
+        },
+        patience));
+    return difference;
+}
+
 verdict_t judge(unit_t& unit, const display_view_t* display, const scenario_t& scenario,
-                const works_t& works) {
-    return judge_t{unit, display, scenario, works}.judge();
+                const troubles_t& troubles) {
+    return judge_t{unit, display, scenario, troubles}.judge();
 }
 
 }  // namespace sim

@@ -20,6 +20,24 @@ front_panel_state_t& front_panel() {
     return shared_state<front_panel_state_t>("front_panel");
 }
 
+// Where there is something to go wrong.
+
+bool anywhere(const unit_definition_t&) {
+    return true;
+}
+bool with_front_panel(const unit_definition_t& unit) {
+    return unit.has_front_panel;
+}
+bool with_page_station(const unit_definition_t& unit) {
+    return unit.has_page_station;
+}
+bool with_serial_panel(const unit_definition_t& unit) {
+    return unit.has_serial_panel;
+}
+bool with_io_device(const unit_definition_t& unit) {
+    return unit.fpga_id.has_value();
+}
+
 // Faults that are there from the start.
 
 void lose_display(unit_builder_t& builder, display_e which) {
@@ -146,59 +164,64 @@ constexpr works_t everything{};
 constexpr works_t deaf{.news = false};
 constexpr works_t without_file{.file = false};
 constexpr works_t mute{.notifications = false};
+constexpr works_t dark{.display = false};
 
 // What comes back is of no use to the daemon, which connects once, at its start.
 
 constexpr fault_t all_faults[]{
-    {"panel-absent", "base-unit", "no front panel is plugged in", unplug_panel},
+    {"panel-absent", "base-unit", "no front panel is plugged in", with_front_panel, unplug_panel},
     {"spi-stops-early", "base-unit", "the panel's SPI controller stops answering after the opening screen",
-     stop_spi_later},
-    {"keypad-up-to-date", "page-station", "the keypad controller holds the unit's image",
+     with_front_panel, stop_spi_later, nullptr, nullptr, dark, dark},
+    {"keypad-up-to-date", "page-station", "the keypad controller holds the unit's image", with_page_station,
      arrange_keypad<keypad_setup_e::up_to_date>},
-    {"keypad-outdated", "page-station", "the keypad controller holds an older firmware",
+    {"keypad-outdated", "page-station", "the keypad controller holds an older firmware", with_page_station,
      arrange_keypad<keypad_setup_e::outdated>},
-    {"keypad-blank", "page-station", "the keypad controller is erased",
+    {"keypad-blank", "page-station", "the keypad controller is erased", with_page_station,
      arrange_keypad<keypad_setup_e::blank>},
-    {"keypad-absent", "page-station", "nobody answers on the keypad controller's lines",
+    {"keypad-absent", "page-station", "nobody answers on the keypad controller's lines", with_page_station,
      arrange_keypad<keypad_setup_e::absent>},
-    {"keypad-wrong-type", "page-station", "a controller with another silicon ID",
+    {"keypad-wrong-type", "page-station", "a controller with another silicon ID", with_page_station,
      arrange_keypad<keypad_setup_e::wrong_type>},
     {"keypad-worn-out", "page-station", "a flash bit of the keypad controller cannot be programmed",
-     arrange_keypad<keypad_setup_e::worn_out>},
+     with_page_station, arrange_keypad<keypad_setup_e::worn_out>},
     {"keypad-never-answers", "page-station", "the keypad controller starts operations and never ends them",
-     arrange_keypad<keypad_setup_e::never_answers>},
+     with_page_station, arrange_keypad<keypad_setup_e::never_answers>},
     {"keypad-slow-to-enter", "page-station", "the keypad controller misses its first entry key",
-     arrange_keypad<keypad_setup_e::slow_to_enter>},
-    {"module-silent", "serial-panel", "the serial display module does not answer the probe", silence_module},
-    {"module-wrong", "serial-panel", "the serial display module answers another byte", confuse_module},
+     with_page_station, arrange_keypad<keypad_setup_e::slow_to_enter>},
+    {"module-silent", "serial-panel", "the serial display module does not answer the probe",
+     with_serial_panel, silence_module},
+    {"module-wrong", "serial-panel", "the serial display module answers another byte", with_serial_panel,
+     confuse_module},
     {"module-late", "serial-panel", "the serial display module answers after the daemon's patience",
-     delay_module},
-    {"no-io-device", "base-unit", "\"/dev/io\" is missing", remove_io_device},
-    {"short-io-device", "base-unit", "\"/dev/io\" is too short to be mapped", shorten_io_device},
-    {"no-notifications", "container", "nobody listens for notifications", leave_out_notifications, nullptr,
-     nullptr, mute, mute},
-    {"notifications-stall", "container", "the notification service reads no more, for a while", nullptr,
-     stall_notifications, resume_notifications, mute, everything},
-    {"notifications-reset", "container", "the notification service dies, and comes back", nullptr,
+     with_serial_panel, delay_module},
+    {"no-io-device", "base-unit", "\"/dev/io\" is missing", with_io_device, remove_io_device},
+    {"short-io-device", "base-unit", "\"/dev/io\" is too short to be mapped", with_io_device,
+     shorten_io_device},
+    {"no-notifications", "container", "nobody listens for notifications", anywhere, leave_out_notifications,
+     nullptr, nullptr, mute, mute},
+    {"notifications-stall", "container", "the notification service reads no more, for a while", anywhere,
+     nullptr, stall_notifications, resume_notifications, mute, everything},
+    {"notifications-reset", "container", "the notification service dies, and comes back", anywhere, nullptr,
      reset_notifications, restart_notifications, mute, mute},
-    {"engine-floods", "container", "the engine sends a million messages without a pause", nullptr, flood,
-     nothing, everything, everything},
-    {"engine-half-frames", "container", "the engine sends half a million half frames", nullptr,
+    {"engine-floods", "container", "the engine sends a million messages without a pause", anywhere, nullptr,
+     flood, nothing, everything, everything},
+    {"engine-half-frames", "container", "the engine sends half a million half frames", anywhere, nullptr,
      send_half_frames, end_half_frame, deaf, everything},
-    {"engine-dies", "container", "the engine dies in the middle of a frame, and comes back", nullptr,
-     kill_engine, restart_engine, deaf, deaf},
-    {"no-status-directory", "container", "the directory of the status file is gone, for a while", nullptr,
-     lose_status_directory, find_status_directory, without_file, everything},
-    {"spi-stops", "base-unit", "the panel's SPI controller stops answering, for a while", nullptr,
-     set_panel_link<spi_fault_e::never_done>, repair_panel, everything, everything},
-    {"spi-stays-busy", "base-unit", "the panel's SPI controller says that it is busy, for a while", nullptr,
-     set_panel_link<spi_fault_e::busy_for_ever>, repair_panel, everything, everything},
+    {"engine-dies", "container", "the engine dies in the middle of a frame, and comes back", anywhere,
+     nullptr, kill_engine, restart_engine, deaf, deaf},
+    {"no-status-directory", "container", "the directory of the status file is gone, for a while", anywhere,
+     nullptr, lose_status_directory, find_status_directory, without_file, everything},
+    {"spi-stops", "base-unit", "the panel's SPI controller stops answering, for a while", with_front_panel,
+     nullptr, set_panel_link<spi_fault_e::never_done>, repair_panel, dark, everything},
+    {"spi-stays-busy", "base-unit", "the panel's SPI controller says that it is busy, for a while",
+     with_front_panel, nullptr, set_panel_link<spi_fault_e::busy_for_ever>, repair_panel, dark, everything},
 };
 
 }  // namespace
 
 works_t operator&&(const works_t& one, const works_t& other) {
-    return {one.news && other.news, one.file && other.file, one.notifications && other.notifications};
+    return {one.news && other.news, one.file && other.file, one.notifications && other.notifications,
+            one.display && other.display};
 }
 
 std::span<const fault_t> faults() {

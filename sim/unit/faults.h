@@ -8,12 +8,13 @@
 
 namespace sim {
 
-/// Which of the daemon's reports come through. Their file, display and notifications do not depend on each
+/// Which of the daemon's reports come through. Its file, display and notifications do not depend on each
 /// other.
 struct works_t {
     bool news = true;           ///< it hears of changes
     bool file = true;           ///< it writes the file
     bool notifications = true;  ///< it notifies
+    bool display = true;        ///< its display shows what it is told
 };
 [[nodiscard]] works_t operator&&(const works_t& one, const works_t& other);
 
@@ -23,6 +24,7 @@ struct fault_t {
     std::string_view name;
     std::string_view unit;  ///< the kind of unit to see it on
     std::string_view description;
+    bool (*possible_on)(const unit_definition_t& unit) = nullptr;
     /// Builds it into the unit, with what is then expected of that.
     void (*arrange)(unit_builder_t& builder) = nullptr;
     void (*begin)(unit_t& unit) = nullptr;

@@ -21,6 +21,22 @@ using std::chrono::milliseconds;
 
 constexpr std::string_view status_properties = "/sys/fw_status/";
 
+struct state_t {
+    std::string_view word;
+    std::string_view text;
+};
+
+const state_t& known_state(std::string_view word) {
+    static constexpr std::array<state_t, 6> known{{{"idle", "Idle"},
+                                                   {"initializing", "Initializing"},
+                                                   {"fw_write", "Writing Firmware"},
+                                                   {"fpga_write", "Writing FPGA"},
+                                                   {"complete", "Finished. Rebooting..."},
+                                                   {"error", "Error"}}};
+    const auto* const found = std::ranges::find(known, word, &state_t::word);
+    return found == known.end() ? known.front() : *found;
+}
+
 std::optional<milliseconds> parse_seconds(const std::string& text) {
     std::size_t used = 0;
     try {
@@ -54,6 +70,9 @@ class parser_t {
         std::istringstream lines{std::string{text}};
         for (std::string line; std::getline(lines, line);) {
             ++line_;
+            if (line.ends_with('\r')) {
+                line.pop_back();
+            }
             parse_line(line);
         }
         auto& events = scenario_.events;
@@ -164,9 +183,11 @@ std::vector<std::string> scenario_t::values_of(std::string_view property) const 
 }
 
 std::string shown_state(std::string_view word) {
-    constexpr std::array<std::string_view, 5> known{"initializing", "fw_write", "fpga_write", "complete",
-                                                    "error"};
-    return std::string{std::ranges::find(known, word) != known.end() ? word : "idle"};
+    return std::string{known_state(word).word};
+}
+
+std::string state_text(std::string_view word) {
+    return std::string{known_state(word).text};
 }
 
 scenario_t parse_scenario(std::string name, std::string_view text) {

@@ -19,7 +19,8 @@ namespace sim {
 ///     4.5        state     error
 ///     6.0        end
 ///
-/// Times are seconds from the start and never go backwards. "#" begins a comment line.
+/// Times are seconds from the start and never go backwards. "#" begins a comment line. Lines may end in CR
+/// LF.
 struct scenario_event_t {
     enum class kind_e { set_property, press, release, end };
 
@@ -41,6 +42,9 @@ struct scenario_t {
 /// The state that the daemon shows for a word that an updater publishes: the word itself, or "idle" when it
 /// knows no such state.
 [[nodiscard]] std::string shown_state(std::string_view word);
+
+/// A state as people read it on a display; shown as "idle" is when no such state is known.
+[[nodiscard]] std::string state_text(std::string_view word);
 
 /// Reads a scenario's text. Throws std::runtime_error ("name:line: what is wrong").
 [[nodiscard]] scenario_t parse_scenario(std::string name, std::string_view text);
