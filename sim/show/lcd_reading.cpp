@@ -4,7 +4,6 @@
 #include <array>
 #include <fstream>
 #include <map>
-#include <ranges>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -170,8 +169,11 @@ bool shows_text(const glass_picture_t& picture, std::string_view text) {
 }
 
 unsigned widest_text(std::string_view text) {
-    return std::ranges::max(fonts() |
-                            std::views::transform([&](const font_t& font) { return width_of(font, text); }));
+    unsigned widest = 0;
+    for (const auto& font : fonts()) {
+        widest = std::max(widest, width_of(font, text));
+    }
+    return widest;
 }
 
 std::optional<double> bar_on(const glass_picture_t& picture) {
