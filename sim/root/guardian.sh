@@ -11,7 +11,8 @@ trap '' HUP INT QUIT TERM PIPE
 directory=$(mktemp -d "$1" 2>&1)
 echo "$directory" >&0
 [ -d "$directory" ] || exit 1
-settings=$(stty -g <&1 2>/dev/null)
+exec 3>&1 # the terminal, for where standard output is something else
+settings=$(stty -g <&3 2>/dev/null)
 
 screen=first
 while read -r subject rest; do
@@ -31,7 +32,7 @@ while marked=$(grep -lsxzF "FWSTATUS_UNIT_MARK=$directory" /proc/[0-9]*/environ)
 done
 if [ $screen = other ]; then
     printf '\033[?1049l\033[?25h'
-    stty "$settings" <&1
+    stty "$settings" <&3
 fi
 shift
 rm -rf -- "$directory" "$@"

@@ -1,7 +1,6 @@
 #include "sim/unit/troubles.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -17,9 +16,10 @@ void troubles_t::follow(time_t now, time_t duration) {
     const auto phase = std::min<std::int64_t>(3 * now / std::max(duration, time_t{1}), 2);
     while (phase_ < phase) {
         ++phase_;
-        for (std::size_t i = 0; i < troubles_.size(); ++i) {
-            if (const auto& fault = *troubles_[i].fault; fault.begin != nullptr) {
-                phase_ == 1 ? begin(fault, now) : end(fault, now);
+        const auto troubles = troubles_;
+        for (const auto& trouble : troubles) {
+            if (trouble.fault->begin != nullptr) {
+                phase_ == 1 ? begin(*trouble.fault, now) : end(*trouble.fault, now);
             }
         }
     }
