@@ -31,7 +31,7 @@ bool succeeded(const char* step, issp_result_e result) {
 /// The update of one keypad controller; image and sums outlive an attempt.
 class keypad_update_t {
   public:
-    bool run(std::string_view path);
+    bool run(std::string_view path, keypad_progress_t progress);
 
   private:
     bool read_image(std::string_view path);
@@ -39,14 +39,17 @@ class keypad_update_t {
     bool verify_blocks();
     bool confirm();
     void use_block(unsigned block);
+    void tell(unsigned blocks) const;
 
     issp_t issp_{keypad_lines()};
     keypad_image_t image_{};
     std::uint16_t iChecksumData_ = 0;
     std::uint16_t iChecksumTarget_ = 0;
+    keypad_progress_t progress_ = nullptr;
 };
 
-bool keypad_update_t::run(std::string_view path) {
+bool keypad_update_t::run(std::string_view path, keypad_progress_t progress) {
+    progress_ = progress;
     if (!read_image(path) ||
         !succeeded("fXRESInitializeTargetForISSP()", issp_.fXRESInitializeTargetForISSP())) {
         return false;
@@ -97,6 +100,7 @@ bool keypad_update_t::program_blocks() {
             !succeeded("fReadStatus", issp_.fReadStatus())) {
             return false;
         }
+        tell(block + 1);
     }
     return true;
 }
@@ -109,6 +113,7 @@ bool keypad_update_t::verify_blocks() {
             !succeeded("fReadByteLoop", issp_.fReadByteLoop())) {
             return false;
         }
+        tell(keypad_block_count + block + 1);
     }
     return true;
 }
@@ -129,11 +134,17 @@ void keypad_update_t::use_block(unsigned block) {
     issp_.set_block(std::span{image_}.subspan(block * keypad_block_size).first<keypad_block_size>());
 }
 
+void keypad_update_t::tell(unsigned blocks) const {
+    if (progress_ != nullptr) {
+        progress_(blocks, 2 * keypad_block_count);
+    }
+}
+
 }  // namespace
 
-bool update_keypad_firmware(std::string_view path) {
+bool update_keypad_firmware(std::string_view path, keypad_progress_t progress) {
     static auto& update = *new keypad_update_t;
-    return update.run(path);
+    return update.run(path, progress);
 }
 
 }  // namespace io

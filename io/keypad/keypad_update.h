@@ -4,6 +4,9 @@
 
 namespace io {
 
+/// Hears how far a programming has come: so many of all blocks, each counted when written and when read back.
+using keypad_progress_t = void (*)(unsigned done, unsigned all);
+
 /// Compares the keypad controller's flash with an image file (Intel HEX, see io/keypad/keypad_image.h), and
 /// when they differ erases the controller and programs the image into it. One attempt; failing or not, one
 /// line in the log "drv_io_page_station" tells the outcome.
@@ -17,8 +20,9 @@ namespace io {
 /// blocks written and 64 read) of 201 looks 1 ms apart: about 27 s. The first wait that fails ends the
 /// attempt; when nobody answers, that is at once with SDATA low and after 0.2 s with SDATA stuck high. Needs
 /// the line register's programming mode.
-/// @param path  of the image, as the unit knows it.
+/// @param path      of the image, as the unit knows it.
+/// @param progress  told behind every block that was programmed or read back, when given.
 /// @return true when the firmware is current or was updated, and the controller restarted with it.
-[[nodiscard]] bool update_keypad_firmware(std::string_view path);
+[[nodiscard]] bool update_keypad_firmware(std::string_view path, keypad_progress_t progress = nullptr);
 
 }  // namespace io

@@ -46,6 +46,7 @@ std::unique_ptr<fpga_t> build_board(const unit_definition_t& unit) {
     if (unit.has_page_station) {
         const auto glass = std::make_shared<glass_t>(shared_state<glass_state_t>("glass"));
         plug_page_station(*board, shared_state<page_station_state_t>("page_station"),
+                          shared_state<page_station_registers_t>("page_station_registers"),
                           [glass](bool is_data, std::uint8_t byte) { glass->take(is_data, byte); });
     }
     return board;

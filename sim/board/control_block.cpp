@@ -44,13 +44,13 @@ std::uint32_t unit_registers_t::read32(std::uint32_t offset) {
     case 0x00:
         return fpga_id_;
     case 0x04:
-        return enables_ | state_.revision << 24;
+        return state_.enables_register | state_.revision << 24;
     case 0x0C:
         return state_.status_input ? 1U << 2 : 0;
     case 0x10:
-        return alert_;
+        return state_.alert_register;
     case 0x1C:
-        return level_ | (state_.input_lines & 0x1F) << 18;
+        return state_.level_register | (state_.input_lines & 0x1F) << 18;
     default:
         return device_t::read32(offset);
     }
@@ -72,8 +72,8 @@ void unit_registers_t::write32(std::uint32_t offset, std::uint32_t value) {
         if (value > 1) {
             complain("pulse register takes 0 or 1, not", value);
         }
-        state_.pulses += pulse_ && value == 0 ? 1 : 0;
-        pulse_ = value != 0;
+        state_.pulses += state_.pulse_begun && value == 0 ? 1 : 0;
+        state_.pulse_begun = value != 0;
         return;
     case 0x1C:
         return write_level(value);
@@ -88,7 +88,7 @@ void unit_registers_t::write_enables(std::uint32_t value) {
     if ((value & ~(outputs | 0xFF00'0000U)) != 0) {
         complain("enables that do not exist,", value);
     }
-    enables_ = value & outputs;
+    state_.enables_register = value & outputs;
     state_.outputs[0] = bit(value, 0);
     state_.outputs[1] = bit(value, 11);
     state_.outputs[2] = bit(value, 13);
@@ -98,7 +98,7 @@ void unit_registers_t::write_alert(std::uint32_t value) {
     if ((value & 0xFE00'0000U) != 0) {
         complain("alert bits that do not exist,", value);
     }
-    alert_ = value;
+    state_.alert_register = value;
     // A phase accumulator of 25 bits runs at the clock of 133.333334 MHz.
     state_.alert_hz = (value & 0xFFF) * 133'333'334.0 / 33'554'432.0;
     state_.alert_duty = 0.5 + signed_low(value >> 12, 12) / 4096.0;
@@ -110,7 +110,7 @@ void unit_registers_t::write_level(std::uint32_t value) {
     if ((value & ~(writable | 0x1FU << 18)) != 0) {
         complain("level bits that do not exist,", value);
     }
-    level_ = value & writable;
+    state_.level_register = value & writable;
     state_.level = signed_low(value, 16) / 32768.0;
     state_.level_output = bit(value, 17);
 }

@@ -31,6 +31,12 @@ struct control_block_state_t {
     double lamp[2] = {};  ///< 0..1
 
     spi_link_t sensor_link;
+
+    // What was last written to the registers
+    std::uint32_t enables_register = 0;
+    std::uint32_t alert_register = 0;
+    std::uint32_t level_register = 0;
+    bool pulse_begun = false;
 };
 
 /// The registers at the start of the region: identification, output enables, commands, alert, level.
@@ -51,10 +57,6 @@ class unit_registers_t : public device_t {
 
     std::uint32_t fpga_id_;
     control_block_state_t& state_;
-    std::uint32_t enables_ = 0;
-    std::uint32_t alert_ = 0;
-    std::uint32_t level_ = 0;
-    bool pulse_ = false;
 };
 
 /// Two fans with tachometers and two lamps.

@@ -41,14 +41,14 @@ std::chrono::nanoseconds host_time() {
 }  // namespace
 
 void keypad_target_t::set_pins(const pins_t& pins) {
-    const auto before = std::exchange(pins_, pins);
+    const auto before = std::exchange(state_.pins, pins);
     if (!chip_.present) {
         return;
     }
     if (pins.reset != before.reset) {
         pins.reset ? enter_reset() : leave_reset();
     }
-    if (mode_ == mode_e::key_window && key_bits_ == 8 && pins.sclk && !before.sclk) {
+    if (state_.mode == mode_e::key_window && state_.key_bits == 8 && pins.sclk && !before.sclk) {
         judge_key();
     }
     if (before.sclk && !pins.sclk) {
@@ -59,96 +59,98 @@ void keypad_target_t::set_pins(const pins_t& pins) {
     }
     const auto own = driven();
     const bool contention = pins.sdata && own && *pins.sdata != *own;
-    if (contention && !contention_) {
+    if (contention && !state_.contention) {
         complain("host and controller drive SDATA against each other");
     }
-    contention_ = contention;
+    state_.contention = contention;
 }
 
 bool keypad_target_t::look() {
-    if (pins_.sdata) {
-        return *pins_.sdata;
+    if (state_.pins.sdata) {
+        return *state_.pins.sdata;
     }
     const bool level = driven().value_or(false);
-    if (busy_ == busy_e::high && !chip_.never_finishes && --looks_left_ == 0) {
-        busy_ = busy_e::finished;
+    if (state_.busy == busy_e::high && !chip_.never_finishes && --state_.looks_left == 0) {
+        state_.busy = busy_e::finished;
     }
     return level;
 }
 
 bool keypad_target_t::runs_firmware() const {
-    const bool started = mode_ == mode_e::application || (mode_ == mode_e::key_window && key_bits_ == 0);
+    const bool started =
+        state_.mode == mode_e::application || (state_.mode == mode_e::key_window && state_.key_bits == 0);
     return chip_.present && started && std::ranges::any_of(chip_.flash, [](auto byte) { return byte != 0; });
 }
 
 std::optional<bool> keypad_target_t::driven() const {
-    if (!chip_.present || mode_ != mode_e::programming) {
+    if (!chip_.present || state_.mode != mode_e::programming) {
         return std::nullopt;
     }
-    if (busy_ == busy_e::high || busy_ == busy_e::finished) {
-        return busy_ == busy_e::high;
+    if (state_.busy == busy_e::high || state_.busy == busy_e::finished) {
+        return state_.busy == busy_e::high;
     }
     // Data bits follow falling edges 13 to 20 of a read frame.
-    if (reading_ && frame_bits_ >= 13 && frame_bits_ <= 20) {
-        return (read_data_ >> (20 - frame_bits_) & 1u) != 0;
+    if (state_.reading && state_.frame_bits >= 13 && state_.frame_bits <= 20) {
+        return (state_.read_data >> (20 - state_.frame_bits) & 1u) != 0;
     }
     return std::nullopt;
 }
 
 void keypad_target_t::enter_reset() {
-    mode_ = mode_e::reset;
-    reset_since_ = clock_t::now();
-    busy_ = busy_e::no;
-    frame_bits_ = 0;
-    frame_ = 0;
-    reading_ = false;
-    ram_ = {};
-    registers_ = {};
-    queue_ = {};
+    state_.mode = mode_e::reset;
+    state_.reset_since = std::chrono::steady_clock::now();
+    state_.busy = busy_e::no;
+    state_.frame_bits = 0;
+    state_.frame = 0;
+    state_.reading = false;
+    state_.ram = {};
+    state_.registers = {};
+    state_.queue = {};
 }
 
 void keypad_target_t::leave_reset() {
-    if (reset_since_ != clock_t::time_point{} && clock_t::now() - reset_since_ < shortest_reset) {
+    if (state_.reset_since != std::chrono::steady_clock::time_point{} &&
+        std::chrono::steady_clock::now() - state_.reset_since < shortest_reset) {
         complain("reset pulse shorter than 263 us");
     }
-    mode_ = mode_e::key_window;
-    window_opened_ = host_time();
-    key_bits_ = 0;
+    state_.mode = mode_e::key_window;
+    state_.window_opened = host_time();
+    state_.key_bits = 0;
 }
 
 void keypad_target_t::judge_key() {
     const bool heard = chip_.entries_to_miss == 0;
     chip_.entries_to_miss -= heard ? 0 : 1;
-    const bool in_time = host_time() - window_opened_ <= key_window;
-    if (frame_ != entry_key || !in_time) {
+    const bool in_time = host_time() - state_.window_opened <= key_window;
+    if (state_.frame != entry_key || !in_time) {
         complain(in_time ? "entry key wrong" : "entry key too late");
     }
-    const bool enter = heard && in_time && frame_ == entry_key;
-    mode_ = enter ? mode_e::programming : mode_e::application;
+    const bool enter = heard && in_time && state_.frame == entry_key;
+    state_.mode = enter ? mode_e::programming : mode_e::application;
     chip_.entries += enter ? 1 : 0;
-    swallow_ = whole_frame - key_bits_;
-    frame_ = 0;
+    state_.swallow = whole_frame - state_.key_bits;
+    state_.frame = 0;
 }
 
 void keypad_target_t::falling_edge(bool bit) {
-    if (mode_ == mode_e::key_window) {
-        frame_ = frame_ << 1 | (bit ? 1u : 0u);
-        ++key_bits_;
+    if (state_.mode == mode_e::key_window) {
+        state_.frame = state_.frame << 1 | (bit ? 1u : 0u);
+        ++state_.key_bits;
     }
-    if (mode_ != mode_e::programming) {
+    if (state_.mode != mode_e::programming) {
         return;
     }
-    switch (busy_) {
+    switch (state_.busy) {
     case busy_e::waits_for_clock:
-        busy_ = busy_e::high;
+        state_.busy = busy_e::high;
         [[fallthrough]];
     case busy_e::high:
-        if (pins_.sdata) {
+        if (state_.pins.sdata) {
             complain("bit sent while busy");
         }
         return;
     case busy_e::finished:
-        busy_ = busy_e::no;
+        state_.busy = busy_e::no;
         return;
     case busy_e::no:
         frame_clock(bit);
@@ -156,32 +158,32 @@ void keypad_target_t::falling_edge(bool bit) {
 }
 
 void keypad_target_t::frame_clock(bool bit) {
-    const bool host_sends = !reading_ || frame_bits_ == whole_frame - 1;
-    if (host_sends && !pins_.sdata) {
+    const bool host_sends = !state_.reading || state_.frame_bits == whole_frame - 1;
+    if (host_sends && !state_.pins.sdata) {
         complain("bit taken while nobody drives SDATA");
     }
-    if (swallow_ > 0) {
-        --swallow_;
+    if (state_.swallow > 0) {
+        --state_.swallow;
         return;
     }
-    if (frame_bits_ == 0 && !bit) {
+    if (state_.frame_bits == 0 && !bit) {
         return;
     }
-    frame_ = frame_ << 1 | (bit ? 1u : 0u);
-    ++frame_bits_;
-    if (frame_bits_ == header_bits && (frame_ >> 8 & 1u) != 0) {
-        reading_ = true;
-        read_data_ = read(frame_ >> 8, static_cast<std::uint8_t>(frame_));
+    state_.frame = state_.frame << 1 | (bit ? 1u : 0u);
+    ++state_.frame_bits;
+    if (state_.frame_bits == header_bits && (state_.frame >> 8 & 1u) != 0) {
+        state_.reading = true;
+        state_.read_data = read(state_.frame >> 8, static_cast<std::uint8_t>(state_.frame));
     }
-    if (frame_bits_ == whole_frame) {
+    if (state_.frame_bits == whole_frame) {
         end_frame();
     }
 }
 
 void keypad_target_t::end_frame() {
-    const auto frame = std::exchange(frame_, 0);
-    frame_bits_ = 0;
-    if (std::exchange(reading_, false)) {
+    const auto frame = std::exchange(state_.frame, 0);
+    state_.frame_bits = 0;
+    if (std::exchange(state_.reading, false)) {
         return;
     }
     const bool is_register = (frame >> 20 & 1u) != 0;
@@ -200,7 +202,7 @@ std::uint8_t keypad_target_t::read(unsigned opcode, std::uint8_t address) {
 
 void keypad_target_t::write_register(std::uint8_t address, std::uint8_t data) {
     if (address >= 0xF8 && address <= 0xFA) {
-        queue_.at(address - 0xF8u) = data;
+        state_.queue.at(address - 0xF8u) = data;
     } else if (address == 0xFF) {
         if (data == 0x12) {
             run_queue();
@@ -211,23 +213,23 @@ void keypad_target_t::write_register(std::uint8_t address, std::uint8_t data) {
 }
 
 std::uint8_t& keypad_target_t::ram(std::uint8_t address) {
-    const bool paged = registers_[0][0xF7] >> 6 == 0b10;
-    return ram_.at(paged ? registers_[0][0xD0] & 7u : 0u)[address];
+    const bool paged = state_.registers[0][0xF7] >> 6 == 0b10;
+    return state_.ram.at(paged ? state_.registers[0][0xD0] & 7u : 0u)[address];
 }
 
 std::uint8_t& keypad_target_t::register_at(std::uint8_t address) {
     const bool common = address >= 0xF0 && address <= 0xF7;
-    const unsigned bank = common ? 0 : registers_[0][0xF7] >> 4 & 1u;
-    return registers_.at(bank)[address];
+    const unsigned bank = common ? 0 : state_.registers[0][0xF7] >> 4 & 1u;
+    return state_.registers.at(bank)[address];
 }
 
 void keypad_target_t::run_queue() {
-    auto& page = ram_[0];
+    auto& page = state_.ram[0];
     auto& key_1 = page[0xF8];
-    const auto function = registers_[0][0xF0];
-    if (queue_[0] != 0) {
+    const auto function = state_.registers[0][0xF0];
+    if (state_.queue[0] != 0) {
         complain("the first instruction to run is no supervisory call");
-    } else if (key_1 != 0x3A || page[0xF9] != registers_[0][0xF6] + 3) {
+    } else if (key_1 != 0x3A || page[0xF9] != state_.registers[0][0xF6] + 3) {
         complain("supervisory call with wrong keys");
         key_1 = halted;
     } else {
@@ -240,12 +242,12 @@ void keypad_target_t::run_queue() {
         ++key_1;
     }
     const bool slow = function == 0x05 || function == 0x0A;
-    looks_left_ = slow ? std::max(chip_.slow_looks, 1u) : 1;
-    busy_ = busy_e::waits_for_clock;
+    state_.looks_left = slow ? std::max(chip_.slow_looks, 1u) : 1;
+    state_.busy = busy_e::waits_for_clock;
 }
 
 std::uint8_t keypad_target_t::supervisory_call(std::uint8_t function) {
-    auto& page = ram_[0];
+    auto& page = state_.ram[0];
     switch (function) {
     case 0x01:
         return read_block();
@@ -258,8 +260,8 @@ std::uint8_t keypad_target_t::supervisory_call(std::uint8_t function) {
             complain("table " + std::to_string(page[0xFA]) + " asked for");
         }
         page[0xF9] = chip_.silicon_id[1];
-        registers_[0][0xF3] = 0x52;
-        registers_[0][0xF0] = 0x21;
+        state_.registers[0][0xF3] = 0x52;
+        state_.registers[0][0xF0] = 0x21;
         return chip_.silicon_id[0];
     case 0x07: {
         const auto sum = std::accumulate(chip_.flash.begin(), chip_.flash.end(), 0u);
@@ -277,30 +279,30 @@ std::uint8_t keypad_target_t::supervisory_call(std::uint8_t function) {
 }
 
 std::uint8_t keypad_target_t::read_block() {
-    const std::size_t block = ram_[0][0xFA];
+    const std::size_t block = state_.ram[0][0xFA];
     if (block >= keypad_chip_state_t::block_count) {
         return no_access;
     }
-    auto& page = ram_.at(registers_[0][0xD5] & 7u);
+    auto& page = state_.ram.at(state_.registers[0][0xD5] & 7u);
     for (std::size_t i = 0; i < keypad_chip_state_t::block_size; ++i) {
         const auto at = block * keypad_chip_state_t::block_size + i;
         const unsigned wrong = at == chip_.misread_at ? chip_.misread_bits : 0u;
-        page.at((ram_[0][0xFB] + i) % page.size()) = static_cast<std::uint8_t>(chip_.flash[at] ^ wrong);
+        page.at((state_.ram[0][0xFB] + i) % page.size()) = static_cast<std::uint8_t>(chip_.flash[at] ^ wrong);
     }
     ++chip_.blocks_read;
     return call_succeeded;
 }
 
 std::uint8_t keypad_target_t::program_block() {
-    const std::size_t block = ram_[0][0xFA];
+    const std::size_t block = state_.ram[0][0xFA];
     if (block >= keypad_chip_state_t::block_count) {
         return no_access;
     }
-    const auto& page = ram_.at(registers_[0][0xD4] & 7u);
+    const auto& page = state_.ram.at(state_.registers[0][0xD4] & 7u);
     auto result = call_succeeded;
     for (std::size_t i = 0; i < keypad_chip_state_t::block_size; ++i) {
         const auto at = block * keypad_chip_state_t::block_size + i;
-        const unsigned wanted = page.at((ram_[0][0xFB] + i) % page.size());
+        const unsigned wanted = page.at((state_.ram[0][0xFB] + i) % page.size());
         const unsigned stuck = at == chip_.stuck_at ? chip_.stuck_bits : 0u;
         // Programming can only set bits.
         chip_.flash[at] = static_cast<std::uint8_t>(chip_.flash[at] | (wanted & ~stuck));

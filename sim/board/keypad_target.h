@@ -23,7 +23,34 @@ class keypad_target_t {
         bool operator==(const pins_t&) const = default;
     };
 
-    explicit keypad_target_t(keypad_chip_state_t& chip) : chip_{chip} {}
+    /// What the chip has in mind between two clocks. It outlives the processes that use it.
+    struct state_t {
+        enum class mode_e : std::uint8_t { reset, key_window, programming, application };
+        enum class busy_e : std::uint8_t { no, waits_for_clock, high, finished };
+
+        pins_t pins;
+        bool contention = false;
+
+        mode_e mode = mode_e::reset;
+        std::chrono::steady_clock::time_point reset_since{};
+        std::chrono::nanoseconds window_opened{};
+        unsigned key_bits = 0;
+        unsigned swallow = 0;  ///< bits left of the key's frame
+
+        unsigned frame_bits = 0;  ///< of the open frame
+        std::uint32_t frame = 0;
+        bool reading = false;
+        std::uint8_t read_data = 0;
+
+        busy_e busy = busy_e::no;
+        unsigned looks_left = 0;
+
+        std::array<std::array<std::uint8_t, 256>, 8> ram{};
+        std::array<std::array<std::uint8_t, 256>, 2> registers{};
+        std::array<std::uint8_t, 3> queue{};
+    };
+
+    keypad_target_t(keypad_chip_state_t& chip, state_t& state) : chip_{chip}, state_{state} {}
 
     /// What the host puts on the pins.
     void set_pins(const pins_t& pins);
@@ -34,10 +61,8 @@ class keypad_target_t {
     [[nodiscard]] bool runs_firmware() const;
 
   private:
-    using clock_t = std::chrono::steady_clock;
-
-    enum class mode_e : std::uint8_t { reset, key_window, programming, application };
-    enum class busy_e : std::uint8_t { no, waits_for_clock, high, finished };
+    using mode_e = state_t::mode_e;
+    using busy_e = state_t::busy_e;
 
     void enter_reset();
     void leave_reset();
@@ -58,26 +83,7 @@ class keypad_target_t {
     std::uint8_t program_block();
 
     keypad_chip_state_t& chip_;
-    pins_t pins_;
-    bool contention_ = false;
-
-    mode_e mode_ = mode_e::reset;
-    clock_t::time_point reset_since_{};
-    std::chrono::nanoseconds window_opened_{};
-    unsigned key_bits_ = 0;
-    unsigned swallow_ = 0;  // bits left of the key's frame
-
-    unsigned frame_bits_ = 0;  // of the open frame
-    std::uint32_t frame_ = 0;
-    bool reading_ = false;
-    std::uint8_t read_data_ = 0;
-
-    busy_e busy_ = busy_e::no;
-    unsigned looks_left_ = 0;
-
-    std::array<std::array<std::uint8_t, 256>, 8> ram_{};
-    std::array<std::array<std::uint8_t, 256>, 2> registers_{};
-    std::array<std::uint8_t, 3> queue_{};
+    state_t& state_;
 };
 
 }  // namespace sim

@@ -84,7 +84,8 @@ void page_station_block_t::write8(std::uint32_t offset, std::uint8_t value) {
 }
 
 std::uint32_t page_station_block_t::read_control() const {
-    return control_ | (state_.general_inputs[0] ? 1u << 3 : 0) | (state_.general_inputs[1] ? 1u << 4 : 0);
+    return registers_.control | (state_.general_inputs[0] ? 1u << 3 : 0) |
+           (state_.general_inputs[1] ? 1u << 4 : 0);
 }
 
 void page_station_block_t::write_control(std::uint32_t value) {
@@ -92,7 +93,7 @@ void page_station_block_t::write_control(std::uint32_t value) {
     if ((value & ~(control_outputs | 0x18u)) != 0) {
         report_violation("page station: control bits that mean nothing, " + std::to_string(value));
     }
-    control_ = value & control_outputs;
+    registers_.control = value & control_outputs;
     for (unsigned i = 0; i < 3; ++i) {
         state_.general_outputs[i] = (value >> i & 1u) != 0;
     }
@@ -101,9 +102,10 @@ void page_station_block_t::write_control(std::uint32_t value) {
     state_.backlight = level > 127 ? level - 256 : level;
     const bool runs = (value >> 13 & 1u) != 0;
     if (state_.keypad_runs && !runs) {
-        keypad_stopped_ = std::chrono::steady_clock::now();
-    } else if (runs && keypad_stopped_ &&
-               std::chrono::steady_clock::now() - *std::exchange(keypad_stopped_, {}) < keypad_reset_time) {
+        registers_.keypad_stopped = std::chrono::steady_clock::now();
+    } else if (runs && registers_.keypad_stopped &&
+               std::chrono::steady_clock::now() - *std::exchange(registers_.keypad_stopped, {}) <
+                   keypad_reset_time) {
         report_violation("page station: keypad held in reset for less than 10 ms");
     }
     state_.keypad_runs = runs;
@@ -111,15 +113,15 @@ void page_station_block_t::write_control(std::uint32_t value) {
 }
 
 void page_station_block_t::write_lines(std::uint32_t value) {
-    const auto changed = value ^ lines_;
+    const auto changed = value ^ registers_.lines;
     if ((value & ~line_bits) != 0) {
         report_violation("page station: line bits that mean nothing, " + std::to_string(value));
     }
     // Without programming switched on the lines lead nowhere; only what is switched off may change then.
-    if ((value & 1u) == 0 && (lines_ & 1u) == 0 && (changed & value) != 0) {
+    if ((value & 1u) == 0 && (registers_.lines & 1u) == 0 && (changed & value) != 0) {
         report_violation("page station: keypad lines used while programming is off");
     }
-    lines_ = value;
+    registers_.lines = value;
     update_pins();
 }
 
@@ -134,9 +136,10 @@ void page_station_block_t::update_pins() {
     target_.set_pins(pins);
 }
 
-void plug_page_station(fpga_t& board, page_station_state_t& state, page_station_block_t::lcd_t lcd) {
+void plug_page_station(fpga_t& board, page_station_state_t& state, page_station_registers_t& registers,
+                       page_station_block_t::lcd_t lcd) {
     board.plug(0x20'0000, page_station_block_t::block_length,
-               std::make_shared<page_station_block_t>(state, std::move(lcd)));
+               std::make_shared<page_station_block_t>(state, registers, std::move(lcd)));
 }
 
 }  // namespace sim

@@ -14,6 +14,15 @@
 
 namespace sim {
 
+/// What was written to a page station's registers, and what the keypad controller makes of its pins: nothing
+/// to be set from outside, but it outlives the processes that use it.
+struct page_station_registers_t {
+    std::uint32_t control = 0;
+    std::uint32_t lines = 0;
+    std::optional<std::chrono::steady_clock::time_point> keypad_stopped{};
+    keypad_target_t::state_t keypad;
+};
+
 /// The page station's registers, with the keypad controller on the programming lines and on SPI, and an LCD
 /// on the two byte ports.
 ///
@@ -26,8 +35,9 @@ class page_station_block_t : public device_t {
     /// Takes the bytes for the LCD.
     using lcd_t = std::function<void(bool is_data, std::uint8_t byte)>;
 
-    /// @param state  must outlive the block.
-    page_station_block_t(page_station_state_t& state, lcd_t lcd) : state_{state}, lcd_{std::move(lcd)} {}
+    /// State and registers must outlive the block.
+    page_station_block_t(page_station_state_t& state, page_station_registers_t& registers, lcd_t lcd)
+        : state_{state}, registers_{registers}, lcd_{std::move(lcd)} {}
 
     std::uint32_t read32(std::uint32_t offset) override;
     void write32(std::uint32_t offset, std::uint32_t value) override;
@@ -38,19 +48,18 @@ class page_station_block_t : public device_t {
     void write_lines(std::uint32_t value);
     void update_pins();
     [[nodiscard]] std::uint32_t read_control() const;
-    [[nodiscard]] bool line_output(unsigned bit) const { return (lines_ >> bit & 1u) != 0; }
+    [[nodiscard]] bool line_output(unsigned bit) const { return (registers_.lines >> bit & 1u) != 0; }
 
     page_station_state_t& state_;
+    page_station_registers_t& registers_;
     lcd_t lcd_;
-    keypad_target_t target_{state_.chip};
+    keypad_target_t target_{state_.chip, registers_.keypad};
     keypad_t keypad_{state_.face, target_};
     spi_controller_t spi_{keypad_, state_.keypad_link};
-    std::uint32_t control_ = 0;
-    std::uint32_t lines_ = 0;
-    std::optional<std::chrono::steady_clock::time_point> keypad_stopped_{};
 };
 
 /// Plugs a page station into a board.
-void plug_page_station(fpga_t& board, page_station_state_t& state, page_station_block_t::lcd_t lcd);
+void plug_page_station(fpga_t& board, page_station_state_t& state, page_station_registers_t& registers,
+                       page_station_block_t::lcd_t lcd);
 
 }  // namespace sim

@@ -2,6 +2,8 @@
 
 #include "sim/root/violations.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 namespace sim {
@@ -30,10 +32,10 @@ std::uint32_t spi_controller_t::read32(std::uint32_t offset) {
         return status();
     }
     if (offset >= 0x80 && offset < 0xC0 && offset % 4 == 0) {
-        if (!end_was_seen_ && !faulty(spi_fault_e::never_done)) {
+        if (!held_.end_was_seen && !faulty(spi_fault_e::never_done)) {
             complain("data read before the transfer was done, word", (offset - 0x80) / 4);
         }
-        return receive_[(offset - 0x80) / 4];
+        return held_.receive[(offset - 0x80) / 4];
     }
     return device_t::read32(offset);
 }
@@ -41,25 +43,26 @@ std::uint32_t spi_controller_t::read32(std::uint32_t offset) {
 std::uint32_t spi_controller_t::status() {
     constexpr std::uint32_t busy = 1U << 2;
     constexpr std::uint32_t done = 1U << 4;
-    if (phase_ == phase_e::running) {
-        if (busy_reads_left_ > 0) {
-            --busy_reads_left_;
+    if (held_.phase == phase_e::running) {
+        // A process that is gone has left a transfer behind that has long since ended.
+        if (held_.busy_reads_left > 0 && held_.master == ::getpid()) {
+            --held_.busy_reads_left;
             return busy;
         }
-        phase_ = phase_e::done;
+        held_.phase = phase_e::done;
         ++link_.transfers;
         link_.healthy_transfers -= link_.healthy_transfers > 0 ? 1 : 0;
-        end_was_seen_ = true;
+        held_.end_was_seen = true;
         return done;
     }
     if (faulty(spi_fault_e::busy_for_ever)) {
         return busy;
     }
-    return phase_ == phase_e::done ? done : 0;
+    return held_.phase == phase_e::done ? done : 0;
 }
 
 void spi_controller_t::write32(std::uint32_t offset, std::uint32_t value) {
-    if (phase_ == phase_e::running) {
+    if (held_.phase == phase_e::running && held_.master == ::getpid()) {
         complain("register written during a transfer, offset", offset);
     }
     if (offset >= 0x40 && offset < 0x80 && offset % 4 == 0) {
@@ -67,8 +70,8 @@ void spi_controller_t::write32(std::uint32_t offset, std::uint32_t value) {
             complain("transmit word of more than 16 bits", value);
         }
         const auto word = (offset - 0x40) / 4;
-        transmit_[word] = static_cast<std::uint16_t>(value);
-        words_loaded_ = std::max(words_loaded_, word + 1);
+        held_.transmit[word] = static_cast<std::uint16_t>(value);
+        held_.words_loaded = std::max(held_.words_loaded, word + 1);
         return;
     }
     switch (offset) {
@@ -76,22 +79,22 @@ void spi_controller_t::write32(std::uint32_t offset, std::uint32_t value) {
         if ((value & ~0x63U) != 0) {
             complain("control bits that mean nothing", value);
         }
-        control_ = value;
-        set_up_ |= control_written;
+        held_.control = value;
+        held_.set_up |= control_written;
         return;
     case 0x04:
         if (value == 0 || value > 2047) {
             complain("rate outside 1..2047,", value);
         }
-        rate_ = value;
-        set_up_ |= rate_written;
+        held_.rate = value;
+        held_.set_up |= rate_written;
         return;
     case 0x08:
         if (value > 255) {
             complain("length of more than 8 bits", value);
         }
-        length_ = value & 0xFF;
-        set_up_ |= length_written;
+        held_.length = value & 0xFF;
+        held_.set_up |= length_written;
         return;
     case 0x0C:
         command(value);
@@ -103,8 +106,8 @@ void spi_controller_t::write32(std::uint32_t offset, std::uint32_t value) {
 
 void spi_controller_t::command(std::uint32_t value) {
     if (value == 2) {
-        set_up_ = prepared;
-        phase_ = phase_e::idle;
+        held_.set_up = prepared;
+        held_.phase = phase_e::idle;
     } else if (value == 1) {
         start();
     } else {
@@ -113,37 +116,38 @@ void spi_controller_t::command(std::uint32_t value) {
 }
 
 void spi_controller_t::start() {
-    const unsigned bits = length_ + 1;
-    if (set_up_ != (prepared | control_written | rate_written | length_written)) {
-        complain("start without a whole set-up, steps", set_up_);
+    const unsigned bits = held_.length + 1;
+    if (held_.set_up != (prepared | control_written | rate_written | length_written)) {
+        complain("start without a whole set-up, steps", held_.set_up);
     }
-    if (words_loaded_ * 16 < bits) {
+    if (held_.words_loaded * 16 < bits) {
         complain("start with too few words loaded for its length in bits", bits);
     }
-    set_up_ = 0;
-    words_loaded_ = 0;
-    end_was_seen_ = false;
+    held_.set_up = 0;
+    held_.words_loaded = 0;
+    held_.end_was_seen = false;
     if (faulty(spi_fault_e::never_done)) {
         return;
     }
-    phase_ = phase_e::running;
-    busy_reads_left_ = link_.busy_reads;
+    held_.phase = phase_e::running;
+    held_.master = ::getpid();
+    held_.busy_reads_left = link_.busy_reads;
     exchange(bits);
 }
 
 void spi_controller_t::exchange(unsigned bits) {
     spi_bits_t sent{bits};
     for (unsigned i = 0; i < bits; ++i) {
-        sent.set(i, (transmit_[i / 16] & 0x8000U >> (i % 16)) != 0);
+        sent.set(i, (held_.transmit[i / 16] & 0x8000U >> (i % 16)) != 0);
     }
-    const auto answer = peer_.exchange(sent, clock_from(rate_), control_ & 3);
+    const auto answer = peer_.exchange(sent, clock_from(held_.rate), held_.control & 3);
     if (answer.size() != bits) {
         complain("the device on the wires answered with a different number of bits,", answer.size());
     }
-    receive_.fill(0);
+    held_.receive.fill(0);
     for (unsigned i = 0; i < bits; ++i) {
         if (answer[i]) {
-            receive_[i / 16] |= static_cast<std::uint16_t>(0x8000U >> (i % 16));
+            held_.receive[i / 16] |= static_cast<std::uint16_t>(0x8000U >> (i % 16));
         }
     }
 }

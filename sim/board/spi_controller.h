@@ -20,6 +20,24 @@ struct spi_link_t {
     std::uint32_t healthy_transfers = 0;  ///< transfers that still go well before the fault shows
     std::uint32_t busy_reads = 1;         ///< status reads that find a transfer still running
     std::uint64_t transfers = 0;          ///< transfers finished so far
+
+    /// What the controller itself holds. It outlives the processes that use it, as the chip does.
+    struct controller_t {
+        enum class phase_e : std::uint8_t { idle, running, done };
+
+        phase_e phase = phase_e::idle;
+        std::int32_t master = 0;  ///< the process that started the last transfer
+        std::uint32_t busy_reads_left = 0;
+        bool end_was_seen = true;   ///< somebody read that the last transfer was done
+        unsigned set_up = 0;        ///< which of prepare, control, rate, length happened since the last start
+        unsigned words_loaded = 0;  ///< transmit words written since the last start: the highest, plus one
+        std::uint32_t control = 0;
+        std::uint32_t rate = 0;
+        std::uint32_t length = 0;
+        std::array<std::uint16_t, 16> transmit{};
+        std::array<std::uint16_t, 16> receive{};
+    };
+    controller_t controller;
 };
 
 /// The FPGA's SPI controller: takes words on its registers, clocks their bits to the peer on its wires and
@@ -52,7 +70,7 @@ class spi_controller_t : public device_t {
     }
 
   private:
-    enum class phase_e : std::uint8_t { idle, running, done };
+    using phase_e = spi_link_t::controller_t::phase_e;
 
     [[nodiscard]] bool faulty(spi_fault_e fault) const {
         return link_.fault == fault && link_.healthy_transfers == 0;
@@ -65,17 +83,7 @@ class spi_controller_t : public device_t {
     spi_peer_t& peer_;
     spi_link_t own_link_;
     spi_link_t& link_;
-
-    phase_e phase_ = phase_e::idle;
-    std::uint32_t busy_reads_left_ = 0;
-    bool end_was_seen_ = true;   // somebody read that the last transfer was done
-    unsigned set_up_ = 0;        // which of prepare, control, rate, length happened since the last start
-    unsigned words_loaded_ = 0;  // transmit words written since the last start: the highest, plus one
-    std::uint32_t control_ = 0;
-    std::uint32_t rate_ = 0;
-    std::uint32_t length_ = 0;
-    std::array<std::uint16_t, 16> transmit_{};
-    std::array<std::uint16_t, 16> receive_{};
+    spi_link_t::controller_t& held_ = link_.controller;
 };
 
 }  // namespace sim

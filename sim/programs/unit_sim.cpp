@@ -122,6 +122,7 @@ void play(const options_t& options, running_unit_t& running, sim::viewer_t& view
 
 void say_how_to_poke(sim::unit_t& unit) {
     const auto place = "FWSTATUS_UNIT_ROOT=" + unit.root().path() + " ";
+    const auto unitctl = place + sim::built_program("tools/unitctl", "unitctl-sim");
     const auto propctl = place + sim::built_program("tools", "propctl-sim");
     std::cout << "\nThe unit keeps running until Ctrl-C. To poke it:\n"
               << "  " << propctl << " set /sys/fw_status/state fw_write\n"
@@ -130,6 +131,10 @@ void say_how_to_poke(sim::unit_t& unit) {
               << "  " << place << sim::built_program("sim/programs", "unit_sim") << " --press 1\n"
               << "  cat " << unit.root().file(std::string{zel::paths::www_directory} + "fw_status.xml")
               << "\n"
+              << "  " << unitctl << " info\n"
+              << "  " << unitctl << " --force lcd text 3 \"by hand\" --show\n"
+              << "  " << unitctl << " press button 1   (then: --force buttons; a page station: press key 5)\n"
+              << "  " << unitctl << " --help\n"
               << "  tail -f " << unit.root().file("/sim/log") << std::endl;
 }
 

@@ -5,10 +5,12 @@
 #include "sim/programs/board_commands.h"
 #include "sim/root/system_path.h"
 #include "sim/root/violations.h"
+#include "sim/show/seven_segment_picture.h"
 #include "sim/unit/unit.h"
 #include "tools/unitctl/runner.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -53,6 +55,15 @@ void print_violations() {
     printed = all.size();
 }
 
+void show_frame(std::size_t number) {
+    constexpr std::chrono::seconds patience{20};
+    auto* const module = own_unit() ? own_unit()->serial_module() : nullptr;
+    if (module == nullptr || number == 0 || !module->wait_for_frames(number, patience)) {
+        throw refusal_t{"there is no such frame"};
+    }
+    std::fputs(sim::seven_segment_text(module->display()).c_str(), stdout);
+}
+
 struct after_t {
     bool show = false;
     std::string picture;
@@ -77,6 +88,10 @@ void add_simulation(CLI::App& app, tools::unitctl::session_t& /*session*/) {
         print_violations();
     });
     sim::add_board_commands(app);
+    tools::unitctl::add_command<std::size_t>(
+        *app.get_subcommand("show"), "frame",
+        "The serial panel when its module, one of this process, has taken so many frames",
+        {{{"FRAMES", "Waits for them"}}}, show_frame);
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 /// and print what it gives.
 namespace tools::unitctl {
 
+/// What the unit is and what answers on it.
+void add_info_command(CLI::App& app, session_t& session);
 /// Alert, lamps, fans, temperature, level, outputs, inputs, status line.
 void add_controller_commands(CLI::App& app, session_t& session);
 /// The front panel's bring-up, LEDs, slot states and buttons.
@@ -14,5 +16,11 @@ void add_panel_commands(CLI::App& app, session_t& session);
 void add_lcd_commands(CLI::App& app, session_t& session);
 /// The page station's bring-up, keys and key LEDs.
 void add_station_commands(CLI::App& app, session_t& session);
+/// The firmware of a page station's keypad controller.
+void add_keypad_commands(CLI::App& app, session_t& session);
+/// The serial front panel.
+void add_serial_commands(CLI::App& app, session_t& session);
+/// Registers by name or offset.
+void add_register_commands(CLI::App& app, session_t& session);
 
 }  // namespace tools::unitctl

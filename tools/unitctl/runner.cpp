@@ -94,10 +94,14 @@ void runner_t::add_commands(CLI::App& app) {
     app.add_flag_callback(
         "--no-trace", [this] { session_.set_trace(trace_e::off); },
         "Print no accesses, in a script that is traced");
+    add_info_command(app, session_);
     add_controller_commands(app, session_);
     add_panel_commands(app, session_);
     add_lcd_commands(app, session_);
     add_station_commands(app, session_);
+    add_keypad_commands(app, session_);
+    add_serial_commands(app, session_);
+    add_register_commands(app, session_);
     if (extension_) {
         extension_(app, session_);
     }

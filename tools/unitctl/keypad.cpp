@@ -1,0 +1,119 @@
+#include "io/keypad/issp.h"
+#include "io/keypad/keypad_image.h"
+#include "io/keypad/keypad_update.h"
+#include "platform/paths.h"
+#include "platform/system_path.h"
+#include "tools/unitctl/families.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <memory>
+#include <thread>
+
+namespace tools::unitctl {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Connects the keypad controller's programming lines, and lets go of them again.
+class programming_t {
+  public:
+    programming_t() { io::keypad_lines().programming_on(); }
+    programming_t(const programming_t&) = delete;
+    programming_t& operator=(const programming_t&) = delete;
+    ~programming_t() {
+        io::keypad_lines().programming_off();
+        io::keypad_lines().sdata_released();
+    }
+};
+
+std::string image_or_units(const std::optional<std::string>& path) {
+    return path.value_or(std::string{zel::paths::keypad_firmware});
+}
+
+std::uint16_t sum_of_image(const std::string& path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{
+        std::fopen(zel::system_path(path).c_str(), "re"), &std::fclose};
+    if (!file) {
+        throw refusal_t{"cannot open " + path};
+    }
+    io::keypad_image_t image{};
+    std::uint16_t sum = 0;
+    if (io::read_keypad_image(file.get(), image, sum).fault != io::keypad_image_fault_e::none) {
+        throw refusal_t{path + " is no keypad image; hextool check tells why"};
+    }
+    return sum;
+}
+
+void require(io::issp_result_e result, const char* what) {
+    if (result != io::issp_result_e::success) {
+        throw refusal_t{std::string{what} + " (step failed with " + std::to_string(static_cast<int>(result)) +
+                        ")"};
+    }
+}
+
+bool check(session_t& session, const std::string& path) {
+    const auto wanted = sum_of_image(path);
+    static_cast<void>(session.page_station());
+    const programming_t programming;
+    io::issp_t issp{io::keypad_lines()};
+    std::uint16_t sum = 0;
+    require(issp.fXRESInitializeTargetForISSP(), "no keypad controller answers");
+    require(issp.fVerifySiliconID(), "the controller on the lines is of another type");
+    require(issp.fAccTargetBankChecksum(sum), "the controller does not tell its flash's byte sum");
+    issp.ReStartTarget();
+    std::printf("keypad controller found, byte sum of its flash 0x%04x, of the image 0x%04x: %s\n", sum,
+                wanted, sum == wanted ? "up to date" : "another firmware");
+    return sum == wanted;
+}
+
+/// On a terminal, a bar that is painted over; elsewhere nothing.
+void show_progress(unsigned step, unsigned steps) {
+    if (::isatty(STDOUT_FILENO) == 0) {
+        return;
+    }
+    constexpr unsigned width = 40;
+    const auto filled = static_cast<int>(step * width / steps);
+    std::printf("\r[%.*s%.*s] %3u %%%s", filled, "########################################",
+                static_cast<int>(width) - filled, "........................................",
+                step * 100 / steps, step == steps ? "\n" : "");
+    std::fflush(stdout);
+}
+
+bool update(session_t& session, const std::string& path) {
+    static_cast<void>(session.page_station());
+    const programming_t programming;
+    return io::update_keypad_firmware(path, &show_progress);
+}
+
+bool reset(session_t& session) {
+    constexpr auto reset_time = 10ms;
+    auto& station = session.page_station();
+    if (!station.set_keypad_run(false)) {
+        return false;
+    }
+    std::this_thread::sleep_for(reset_time);
+    return station.set_keypad_run(true);
+}
+
+}  // namespace
+
+void add_keypad_commands(CLI::App& app, session_t& session) {
+    auto& keypad = add_group(app, "keypad", "The keypad controller of a page station and its firmware");
+    constexpr operand_t image{"IMAGE", "Intel HEX; the unit's own image when left out"};
+    add_command<std::optional<std::string>>(
+        keypad, "check", "Compares the controller's firmware with an image; restarts the controller",
+        {{image}},
+        [&session](const std::optional<std::string>& path) { return check(session, image_or_units(path)); });
+    add_command<std::optional<std::string>>(
+        keypad, "update",
+        "Programs an image into the controller unless it holds that already; up to half a minute", {{image}},
+        [&session](const std::optional<std::string>& path) { return update(session, image_or_units(path)); });
+    add_command(keypad, "reset", "Resets the controller", {}, [&session] { return reset(session); });
+    add_command<bool>(keypad, "run", "Lets the controller run, or holds it in reset", {{{"on|off", ""}}},
+                      [&session](bool on) { return session.page_station().set_keypad_run(on); });
+}
+
+}  // namespace tools::unitctl

@@ -1,0 +1,97 @@
+#include "io/mmio.h"
+#include "tools/unitctl/families.h"
+#include "tools/unitctl/register_names.h"
+
+#include <cstdio>
+
+namespace tools::unitctl {
+
+namespace {
+
+constexpr std::uint32_t fpga_length = 0x100'0000;
+constexpr std::uint32_t shared_length = 268'936;
+
+/// Where a register lies in this process; refuses what lies outside of its region.
+std::byte* address_of(session_t& session, const register_t& place) {
+    session.open();
+    auto* const base = place.in_shared_region ? io::system_t::shared_base() : io::system_t::fpga_base();
+    if (base == nullptr) {
+        throw refusal_t{"this unit has no FPGA that can be mapped"};
+    }
+    const auto size = place.is_byte ? 1U : 4U;
+    const auto length = place.in_shared_region ? shared_length : fpga_length;
+    if (place.offset > length - size) {
+        throw refusal_t{"the region ends before that"};
+    }
+    if (place.offset % size != 0) {
+        throw refusal_t{"a word lies at a multiple of four; --byte reaches the others"};
+    }
+    return base + place.offset;
+}
+
+register_t named_place(const std::string& text, bool is_byte) {
+    auto place = find_register(text);
+    if (!place) {
+        throw refusal_t{"no register is called \"" + text + "\"; see unitctl reg list"};
+    }
+    place->is_byte = place->is_byte || is_byte;
+    return *place;
+}
+
+void read(session_t& session, register_t place, std::uint32_t count) {
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const auto* const address = address_of(session, place);
+        const std::string region = place.in_shared_region ? "shared " : "";
+        const auto name = std::string{name_of(place)};
+        if (place.is_byte) {
+            std::printf("%s%06x %02x", region.c_str(), place.offset, io::mmio::read8(address));
+        } else {
+            std::printf("%s%06x %08x", region.c_str(), place.offset, io::mmio::read32(address));
+        }
+        std::printf("%s%s\n", name.empty() ? "" : "  ", name.c_str());
+        place.offset += place.is_byte ? 1 : 4;
+    }
+}
+
+void write(session_t& session, const register_t& place, std::uint32_t value) {
+    auto* const address = address_of(session, place);
+    if (!place.is_byte) {
+        io::mmio::write32(address, value);
+    } else if (value <= 0xFF) {
+        io::mmio::write8(address, static_cast<std::uint8_t>(value));
+    } else {
+        throw refusal_t{"a byte goes up to 255"};
+    }
+}
+
+void list() {
+    for (const auto& entry : named_registers()) {
+        std::printf("%s%06x  %-2s  %-5s %s\n", entry.place.in_shared_region ? "shared " : "       ",
+                    entry.place.offset, entry.access, entry.place.is_byte ? "byte" : "", entry.name.c_str());
+    }
+}
+
+}  // namespace
+
+void add_register_commands(CLI::App& app, session_t& session) {
+    auto& reg = add_group(
+        app, "reg", "Raw registers, values as the FPGA counts their bits; asks no driver and no daemon");
+    constexpr operand_t where{"PLACE", "A name, an offset in the FPGA region, or \"shared\"; and +OFFSET"};
+    const auto is_byte = std::make_shared<bool>(false);
+    add_command<std::string, std::optional<std::uint32_t>>(
+        reg, "read", "Prints registers; reading may change some",
+        {{where, {"COUNT", "How many in a row (1)"}}},
+        [&session, is_byte](const std::string& text, std::optional<std::uint32_t> count) {
+            read(session, named_place(text, *is_byte), count.value_or(1));
+        })
+        .add_flag("--byte", *is_byte, "Eight bits rather than a word");
+    add_command<std::string, std::uint32_t>(
+        reg, "write", "Writes a register", {{where, {"VALUE", "0x... is hexadecimal"}}},
+        [&session, is_byte](const std::string& text, std::uint32_t value) {
+            write(session, named_place(text, *is_byte), value);
+        })
+        .add_flag("--byte", *is_byte, "Eight bits rather than a word");
+    add_command(reg, "list", "Lists the names", {}, list);
+}
+
+}  // namespace tools::unitctl

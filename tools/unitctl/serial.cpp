@@ -1,0 +1,64 @@
+#include "tools/unitctl/families.h"
+
+#include <cstdio>
+
+namespace tools::unitctl {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+bool sweep(session_t& session, std::chrono::milliseconds period) {
+    auto& panel = session.serial_panel();
+    int percent = 0;
+    bool drawn = true;
+    session.repeat(period, 0ms, [&] {
+        drawn = panel.draw_progress(percent);
+        return drawn && percent++ < 100;
+    });
+    return drawn;
+}
+
+bool animate(session_t& session, double seconds) {
+    auto& panel = session.serial_panel();
+    panel.start();
+    std::puts("the worker plays its animation; it ends after a whole pass");
+    session.repeat(100ms, std::chrono::milliseconds{static_cast<long>(seconds * 1000)}, [] { return true; });
+    panel.stop();
+    return true;
+}
+
+}  // namespace
+
+void add_serial_commands(CLI::App& app, session_t& session) {
+    struct options_t {
+        std::optional<std::int32_t> percent;
+        bool sweep = false;
+        bool clear = false;
+        bool close = false;
+        double animate = 0;
+    };
+    const auto options = std::make_shared<options_t>();
+    auto& serial = *app.add_subcommand(
+        "serial", "The serial front panel: asks whether it is there, then shows something");
+    auto& what = *serial.add_option_group("What to show");
+    what.add_option("PERCENT", options->percent, "0 to 999");
+    what.add_flag("--sweep", options->sweep, "Every percentage from 0 to 100");
+    what.add_flag("--clear", options->clear, "Nothing: blank digits, LEDs out");
+    what.add_flag("--close", options->close, "\"OFFL\", as a panel that is given up");
+    what.add_option("--animate", options->animate, "The running squares, for so many seconds");
+    what.require_option(1);
+    serial.callback([&session, options] {
+        constexpr auto sweep_period = 50ms;
+        const bool done = options->percent       ? session.serial_panel().draw_progress(*options->percent)
+                          : options->sweep       ? sweep(session, sweep_period)
+                          : options->clear       ? session.serial_panel().clear()
+                          : options->animate > 0 ? animate(session, options->animate)
+                                                 : session.serial_panel().close();
+        if (!done) {
+            throw refusal_t{""};
+        }
+    });
+}
+
+}  // namespace tools::unitctl
