@@ -2,8 +2,6 @@
 
 #include "sim/root/violations.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 
 namespace sim {
@@ -45,7 +43,7 @@ std::uint32_t spi_controller_t::status() {
     constexpr std::uint32_t done = 1U << 4;
     if (held_.phase == phase_e::running) {
         // A process that is gone has left a transfer behind that has long since ended.
-        if (held_.busy_reads_left > 0 && held_.master == ::getpid()) {
+        if (held_.busy_reads_left > 0 && held_.master == process_) {
             --held_.busy_reads_left;
             return busy;
         }
@@ -62,7 +60,7 @@ std::uint32_t spi_controller_t::status() {
 }
 
 void spi_controller_t::write32(std::uint32_t offset, std::uint32_t value) {
-    if (held_.phase == phase_e::running && held_.master == ::getpid()) {
+    if (held_.phase == phase_e::running && held_.master == process_) {
         complain("register written during a transfer, offset", offset);
     }
     if (offset >= 0x40 && offset < 0x80 && offset % 4 == 0) {
@@ -130,7 +128,7 @@ void spi_controller_t::start() {
         return;
     }
     held_.phase = phase_e::running;
-    held_.master = ::getpid();
+    held_.master = process_;
     held_.busy_reads_left = link_.busy_reads;
     exchange(bits);
 }

@@ -3,6 +3,8 @@
 #include "sim/board/fpga.h"
 #include "sim/board/spi_peer.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <cstdint>
 
@@ -84,6 +86,7 @@ class spi_controller_t : public device_t {
     spi_link_t own_link_;
     spi_link_t& link_;
     spi_link_t::controller_t& held_ = link_.controller;
+    const std::int32_t process_ = ::getpid();  // that put the board together; a fork of it is the same user
 };
 
 }  // namespace sim
