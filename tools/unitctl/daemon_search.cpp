@@ -20,7 +20,8 @@ namespace fs = std::filesystem;
 bool is_daemon(const fs::path& process) {
     std::error_code error;
     const auto name = fs::read_symlink(process / "exe", error).filename().string();
-    return name.substr(0, name.find(' ')) == "fwstatus" || name == "fwstatus-sim";
+    const auto program = name.substr(0, name.find(' '));
+    return program == "fwstatus" || program == "fwstatus-sim";
 }
 
 bool has_open(const fs::path& process, const std::string& device) {
