@@ -73,6 +73,11 @@ bool serial_module_t::wait_for_frames(std::size_t count, std::chrono::millisecon
     }
 }
 
+std::size_t serial_module_t::questions() const {
+    const std::lock_guard lock{mutex_};
+    return questions_;
+}
+
 void serial_module_t::run() {
     std::array<pollfd, 2> events{{{line_.our_end(), POLLIN, 0}, {wake_up_, POLLIN, 0}}};
     while ((events[1].revents & POLLIN) == 0) {
@@ -125,6 +130,8 @@ void serial_module_t::take(std::uint8_t byte) {
     } else if (byte == question) {
         answer_due_ = clock_t::now() + manners_.delay;
         astray_ = false;
+        const std::lock_guard lock{mutex_};
+        ++questions_;
     } else if (!std::exchange(astray_, true)) {
         report_violation("serial module: byte " + std::to_string(byte) + " belongs to no frame");
     }

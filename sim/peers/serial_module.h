@@ -59,6 +59,8 @@ class serial_module_t {
     [[nodiscard]] std::vector<timed_display_t> history() const;
     /// Waits until at least `count` frames have come; false when they do not within `patience`.
     [[nodiscard]] bool wait_for_frames(std::size_t count, std::chrono::milliseconds patience) const;
+    /// How often the unit has asked whether the module is there.
+    [[nodiscard]] std::size_t questions() const;
 
     /// Goes away for good, as if unplugged: what the unit writes from then on fails.
     void vanish();
@@ -80,9 +82,10 @@ class serial_module_t {
     std::vector<std::uint8_t> frame_;
     bool astray_ = false;
     std::optional<clock_t::time_point> answer_due_;
-    mutable std::mutex mutex_;  // guards glass_, history_ and frames_
+    mutable std::mutex mutex_;  // guards glass_, history_, frames_ and questions_
     std::vector<timed_display_t> history_;
     std::size_t frames_ = 0;
+    std::size_t questions_ = 0;
     std::thread thread_;
 };
 

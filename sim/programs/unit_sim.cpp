@@ -14,6 +14,7 @@
 
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -22,6 +23,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -193,7 +195,7 @@ int serve(const options_t& options) {
     std::cout << "Serving " << options.unit << " at " << sim::unit_root() << zel::paths::property_engine
               << " and " << sim::unit_root() << zel::paths::notification_service << ", scenario \""
               << scenario.name << "\" over and over, until Ctrl-C." << std::endl;
-    for (;;) {
+    for (std::uint64_t told = 0;;) {
         milliseconds last{};
         for (const auto& event : scenario.events) {
             std::this_thread::sleep_for((event.at - last) / options.speed);
@@ -203,8 +205,10 @@ int serve(const options_t& options) {
             }
         }
         const auto counts = notifications.counts();
-        std::cout << "received: " << counts.begins << " begin, " << counts.states << " state, "
-                  << counts.progresses << " progress" << std::endl;
+        if (counts.states != std::exchange(told, counts.states)) {
+            std::cout << "received: " << counts.begins << " begin, " << counts.states << " state, "
+                      << counts.progresses << " progress" << std::endl;
+        }
     }
 }
 

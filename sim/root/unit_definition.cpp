@@ -80,6 +80,14 @@ constexpr std::array units{
         .expected = {14, 1, "Expander Model D", display_e::none},
     },
     unit_definition_t{
+        .name = "expander-c",
+        .description = "expander with the first-generation I/O device and its status input on a GPIO line",
+        .properties = {.arch = "a8_arm", .platform = "expc", .part_number = "EC-1"},
+        .has_controller = false,
+        .has_omap_io = true,
+        .expected = {12, 1, "Expander Model C", display_e::none},
+    },
+    unit_definition_t{
         .name = "lite-io",
         .description = "small processing unit with the lite I/O device",
         .properties = {.arch = "a8_arm", .platform = "lite", .part_number = "BL-3"},
