@@ -1,0 +1,98 @@
+"""What scripts/virtual-unit says when it cannot do its work, and that it leaves nothing running."""
+import os
+import pathlib
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+import unittest
+
+TREE = pathlib.Path(__file__).resolve().parents[2]
+PROGRAM = TREE / "scripts" / "virtual-unit"
+
+
+def run(*arguments, **options):
+    return subprocess.run([PROGRAM, "--no-prepare", "--plain", *arguments], capture_output=True, text=True, timeout=120,
+                          **options)
+
+
+def descendants(process):
+    """Processes below one, as (pid, name)."""
+    found = []
+    for child in subprocess.run(["pgrep", "-P", str(process)], capture_output=True, text=True).stdout.split():
+        name = pathlib.Path(f"/proc/{child}/comm").read_text().strip()
+        found += [(int(child), name), *descendants(child)]
+    return found
+
+
+def gone(process):
+    try:
+        return pathlib.Path(f"/proc/{process}/stat").read_text().rsplit(")", 1)[1].split()[0] == "Z"
+    except FileNotFoundError:
+        return True
+
+
+class Troubles(unittest.TestCase):
+    def assert_told(self, result, line):
+        self.assertIn(line, result.stderr)
+        self.assertEqual(result.returncode, 1)
+        self.assertNotIn("Traceback", result.stderr)
+
+    def test_no_emulator(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for name in "python3", "setpriv":
+                os.symlink(subprocess.check_output(["which", name], text=True).strip(), f"{folder}/{name}")
+            self.assert_told(run(env={"PATH": folder}), "qemu-system-arm is missing; install it with: apt-get install")
+
+    def test_a_port_that_is_taken(self):
+        with socket.socket() as other:
+            other.bind(("127.0.0.1", 0))
+            other.listen()
+            port = other.getsockname()[1]
+            self.assert_told(run("--port", str(port)), f"port {port} of this machine cannot be used: Address already in use")
+
+    def test_a_boot_that_hangs_shows_the_console(self):
+        result = run("--limit", "30", "--append", "init=/bin/sh -- -c 'echo stuck; sleep 1000'")
+        self.assert_told(result, "no status file within 30 s; the unit's console:")
+        self.assertIn("stuck", result.stderr)
+
+    def test_a_kernel_that_panics(self):
+        self.assert_told(run("--append", "rdinit=/none root=/none"), "the unit restarted while waiting for status file")
+
+    def test_nothing_stays_however_it_ends(self):
+        for number in signal.SIGKILL, signal.SIGTERM, signal.SIGINT:
+            with subprocess.Popen([PROGRAM, "--no-prepare", "--plain"], stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.DEVNULL) as process:
+                end = time.monotonic() + 30
+                while len(below := descendants(process.pid)) < 2 and time.monotonic() < end:
+                    time.sleep(0.1)
+                self.assertEqual({name for _, name in below}, {"serial_panel", "qemu-system-arm"})
+                process.send_signal(number)
+                process.wait(20)
+            end = time.monotonic() + 10
+            while not all(gone(child) for child, _ in below):
+                self.assertLess(time.monotonic(), end, f"after signal {number}: {below}")
+                time.sleep(0.1)
+
+    @unittest.skipIf(os.getuid() != 0, "changes its user")
+    def test_an_image_without_root(self):
+        with tempfile.TemporaryDirectory() as folder:
+            os.chmod(folder, 0o777)
+            result = subprocess.run(["setpriv", "--reuid", "65534", TREE / "sim" / "virtual" / "make_base", folder],
+                                    capture_output=True, text=True)
+        self.assert_told(result, "making the image takes root")
+
+    @unittest.skipIf(os.getuid() != 0, "mounts")
+    def test_an_image_without_space(self):
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.check_call(["mount", "-t", "tmpfs", "-o", "size=1M", "tmpfs", folder])
+            try:
+                result = subprocess.run([TREE / "sim" / "virtual" / "prepare", folder], capture_output=True, text=True)
+            finally:
+                subprocess.check_call(["umount", folder])
+        self.assert_told(result, "less than 1 GB of disk is free")
+
+
+if __name__ == "__main__":
+    unittest.main()
