@@ -5,7 +5,7 @@ import textwrap
 
 from .machine import Status
 
-LEFT = 44  # columns of the left half
+LEFT = 50  # columns of the left half
 TAIL = 200
 
 
@@ -66,8 +66,8 @@ class LiveView:
                       f"  {machine.panel.settings}, {machine.panel.frames} frames", ""]
         lines += [f"$ curl http://127.0.0.1:{machine.port}/fw_status.xml", *machine.last_text.splitlines()[:8], ""]
         if status.progress.isdigit():
-            done = min(int(status.progress), 100) * (LEFT - 12) // 100
-            lines += [f"  {'█' * done}{'░' * (LEFT - 12 - done)} {status.progress} %", ""]
+            done = min(int(status.progress), 100) * (LEFT - 18) // 100
+            lines += [f"  {'█' * done}{'░' * (LEFT - 18 - done)} {status.progress} %", ""]
         lines += ["$ fwpush --await-return IMAGE 127.0.0.1:" + str(machine.port), f"  {self._facts['fwpush']}", ""]
         lines += [f"register memory: {self._facts['memory'] or 'untouched'}"] if machine.registers else []
         return lines[:rows - 1]

@@ -53,9 +53,9 @@ class Troubles(unittest.TestCase):
             self.assert_told(run("--port", str(port)), f"port {port} of this machine cannot be used: Address already in use")
 
     def test_a_boot_that_hangs_shows_the_console(self):
-        result = run("--limit", "30", "--append", "init=/bin/sh -- -c 'echo stuck; sleep 1000'")
-        self.assert_told(result, "no status file within 30 s; the unit's console:")
-        self.assertIn("stuck", result.stderr)
+        result = run("--limit", "20", "--append", "systemd.unit=sysinit.target")  # goes no further than that
+        self.assert_told(result, "no status file within 20 s; the unit's console:")
+        self.assertRegex(result.stderr, r"console:\n    \[ +\d+\.\d+\] ")
 
     def test_a_kernel_that_panics(self):
         self.assert_told(run("--append", "rdinit=/none root=/none"), "the unit restarted while waiting for status file")
