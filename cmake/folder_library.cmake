@@ -24,7 +24,10 @@ function(fwstatus_folder folder)
   foreach(other IN LISTS arg_DEPENDS)
     target_link_libraries(fwstatus_${arg_NAME} PUBLIC fwstatus_${other})
   endforeach()
-  target_link_libraries(fwstatus_${arg_NAME} PRIVATE fwstatus_warnings ${arg_LIBRARIES})
+  target_link_libraries(fwstatus_${arg_NAME} PRIVATE fwstatus_warnings fwstatus_hardening ${arg_LIBRARIES})
+  if(NOT FWSTATUS_STATIC)
+    set_target_properties(fwstatus_${arg_NAME} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+  endif()
 endfunction()
 
 # Makes "FOLDER/header.h" reachable; done for every folder up front.
