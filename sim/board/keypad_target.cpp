@@ -91,7 +91,7 @@ std::optional<bool> keypad_target_t::driven() const {
     }
     // Data bits follow falling edges 13 to 20 of a read frame.
     if (state_.reading && state_.frame_bits >= 13 && state_.frame_bits <= 20) {
-        return (state_.read_data >> (20 - state_.frame_bits) & 1u) != 0;
+        return (unsigned{state_.read_data} >> (20u - state_.frame_bits) & 1u) != 0;
     }
     return std::nullopt;
 }

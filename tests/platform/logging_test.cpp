@@ -23,16 +23,27 @@ std::string system_log;
 
 }  // namespace
 
-// These stand before the C library's, which would not say what they were given.
+// These stand before the C library's, which would not say what they were given. A hardened build calls the
+// second form of syslog.
 extern "C" void openlog(const char* ident, int option, int facility) {
     system_log += std::string{ident} + ' ' + std::to_string(option) + ' ' + std::to_string(facility) + '\n';
+}
+extern "C" void vsyslog(int priority, const char* format, va_list arguments) {
+    EXPECT_STREQ(format, "%.*s");
+    const auto length = static_cast<std::size_t>(va_arg(arguments, int));
+    system_log += std::to_string(priority) + ' ' + std::string{va_arg(arguments, const char*), length} + '\n';
 }
 extern "C" void syslog(int priority, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    EXPECT_STREQ(format, "%.*s");
-    const auto length = static_cast<std::size_t>(va_arg(arguments, int));
-    system_log += std::to_string(priority) + ' ' + std::string{va_arg(arguments, const char*), length} + '\n';
+    vsyslog(priority, format, arguments);
+    va_end(arguments);
+}
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the C library's name
+extern "C" void __syslog_chk(int priority, int /*checks*/, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(priority, format, arguments);
     va_end(arguments);
 }
 
