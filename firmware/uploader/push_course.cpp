@@ -259,8 +259,10 @@ void push_course_t::watch_ends(std::string_view state, time_point_t now) {
 
 // Idle after an upload: a unit whose "complete" nobody saw has rebooted and runs the image.
 void push_course_t::verify(const unit_answer_t& answer, time_point_t now) {
-    const bool is_answer = answer.fault == fault_e::none && answer.code == 200;
-    if (is_answer && equal_digits(trimmed(answer.text), order_.image_hash)) {
+    // Empty is what a unit says that does not know yet.
+    const auto hash = trimmed(answer.text);
+    const bool is_answer = answer.fault == fault_e::none && answer.code == 200 && !hash.empty();
+    if (is_answer && equal_digits(hash, order_.image_hash)) {
         end(push_outcome_e::complete, "");
     } else if (is_answer && !was_complete_) {
         end(push_outcome_e::error,

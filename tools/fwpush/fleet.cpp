@@ -131,10 +131,12 @@ void fleet_t::member_t::start_upload() {
 }
 
 void fleet_t::member_t::answered(const firmware::unit_answer_t& answer) {
-    if (std::exchange(is_uploading_, false)) {
+    const bool was_upload = std::exchange(is_uploading_, false);
+    if (was_upload) {
         --fleet_.uploads_;
     }
     course_.answered(answer, steady_clock::now());
+    was_sent_ = was_sent_ || (was_upload && !course_.has_ended());
     advance();
 }
 
@@ -143,9 +145,8 @@ void fleet_t::member_t::cancel() {
         return;
     }
     link_.abort();
-    const bool was_sent = fleet_.image_ != nullptr && view_.stage > push_stage_e::uploading;
     const char* reason = is_uploading_ ? "cancelled while uploading; the unit has part of the image"
-                         : was_sent    ? "no longer watched; the unit goes on by itself"
+                         : was_sent_   ? "no longer watched; the unit goes on by itself"
                                        : "cancelled";
     course_.end(push_outcome_e::cancelled, reason);
     finish();

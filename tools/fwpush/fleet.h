@@ -61,6 +61,7 @@ class fleet_t {
         firmware::push_course_t course_;
         unit_link_t link_;
         bool is_uploading_ = false;
+        bool was_sent_ = false;  ///< the unit has the whole image
     };
 
     void wake_sleepers();

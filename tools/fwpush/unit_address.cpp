@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -67,7 +68,11 @@ std::vector<unit_address_t> addresses_of(const std::vector<std::string>& names) 
     for (const auto& name : names) {
         addresses.push_back(address_of(name));
         auto& address = addresses.back();
-        if (address.fault.empty() && !known.insert(address.url).second) {
+        // Scheme and host are the same in either case, and there is nothing else but a port.
+        auto url = address.url;
+        std::ranges::transform(url, url.begin(),
+                               [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+        if (address.fault.empty() && !known.insert(url).second) {
             address.fault = "the same unit was named before";
         }
     }

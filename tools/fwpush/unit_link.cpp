@@ -55,6 +55,8 @@ void unit_link_t::make_handle() {
     curl_easy_setopt(handle_, CURLOPT_PRIVATE, static_cast<transfers_t::client_t*>(this));
     curl_easy_setopt(handle_, CURLOPT_ERRORBUFFER, fault_.data());
     curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(handle_, CURLOPT_PROXY,
+                     "");  // units are asked themselves, whatever the environment says
     curl_easy_setopt(handle_, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(handle_, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
     curl_easy_setopt(handle_, CURLOPT_USERAGENT, "fwpush/" FWSTATUS_VERSION);
@@ -105,7 +107,9 @@ void unit_link_t::send(const image_t& image, progress_t progress) {
     curl_easy_setopt(handle_, CURLOPT_READDATA, this);
     curl_easy_setopt(handle_, CURLOPT_SEEKFUNCTION, &unit_link_t::on_seeking);
     curl_easy_setopt(handle_, CURLOPT_SEEKDATA, this);
-    curl_easy_setopt(handle_, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    // A unit that crawls must not keep its turn for hours.
+    constexpr long lowest_speed = 1024;
+    curl_easy_setopt(handle_, CURLOPT_LOW_SPEED_LIMIT, lowest_speed);
     curl_easy_setopt(handle_, CURLOPT_LOW_SPEED_TIME,
                      static_cast<long>(std::chrono::ceil<std::chrono::seconds>(options_.timeout).count()));
     begin(upload_path);

@@ -142,6 +142,8 @@ TEST(uploader, knows_how_the_watch_ended) {
     EXPECT_EQ(run({writing, status("idle")}), "error 1");
     // It completed and rebooted between two looks.
     EXPECT_EQ(run({writing, no_answer, status("idle")}, {{200, "0a"}, {200, "abcd"}}), "complete 2");
+    // It has just come back and does not know its hash yet.
+    EXPECT_EQ(run({writing, status("idle")}, {{200, "0a"}, {200, ""}, {200, "abcd"}}), "complete 2");
     // Right after the upload: the end of an earlier update, and a unit that has not begun yet.
     EXPECT_EQ(run({status("error"), status("complete"), writing, status("complete")}), "complete 3");
     EXPECT_EQ(run({status("idle"), status("idle"), writing, status("complete")}), "complete 3");

@@ -28,12 +28,12 @@ TEST(unit_address, that_is_none_says_so) {
 
 TEST(unit_address, counts_once) {
     const auto addresses =
-        fwpush::addresses_of({"panel", "http://panel:80/", "panel:81", "https://panel", "?", "?"});
+        fwpush::addresses_of({"panel", "http://panel:80/", "panel:81", "https://panel", "?", "?", "PANEL"});
     std::string faults;
     for (const auto& address : addresses) {
         faults += address.fault.empty() ? '.' : 'x';
     }
-    EXPECT_EQ(faults, ".x..xx");
+    EXPECT_EQ(faults, ".x..xxx");
 }
 
 }  // namespace
