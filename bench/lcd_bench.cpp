@@ -1,6 +1,7 @@
 #include "io/front_panel/front_panel.h"
 #include "io/lcd/fonts.h"
 #include "io/lcd/graphics.h"
+#include "ipc/frame.h"
 #include "sim/board/bench_unit.h"
 #include "sim/board/fpga.h"
 #include "sim/board/front_panel_block.h"
@@ -109,7 +110,7 @@ void longest_detail_without_bus(benchmark::State& state) {
     io::graphics_t lcd;
     lcd.begin_update();
     lcd.select_font(&io::text_font);
-    const std::string text(65'000, 'W');
+    const std::string text(zel::frame::max_texts, 'W');
     for ([[maybe_unused]] auto _ : state) {
         lcd.set_text_pos(0, 3);
         lcd.draw_string(text);

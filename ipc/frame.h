@@ -66,8 +66,7 @@ class field_list_t {
 ///                field: no payload, or a first field that claims more than the payload holds. A field that
 ///                is cut short ends the list.
 /// @return how many bytes to drop: 0 when there is no whole frame, otherwise the frame's size, also when it
-/// held
-///         no field.
+///         held no field.
 [[nodiscard]] std::size_t decode(std::string_view stream, field_list_t& fields);
 
 }  // namespace zel::frame

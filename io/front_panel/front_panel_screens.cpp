@@ -117,9 +117,8 @@ bool front_panel_screens_t::card_slots_screen() {
 
 bool front_panel_screens_t::rebooting_screen() {
     const bool is_lit = clear_for_text();
-    draw_text_row(1, "          REBOOTING", false);
-    draw_text_row(2, "         PLEASE WAIT...", false);
-    return is_lit;
+    return draw_text_row(1, "          REBOOTING", false) &&
+           draw_text_row(2, "         PLEASE WAIT...", false) && is_lit;
 }
 
 bool front_panel_screens_t::slot_names(int first, std::string_view a, std::string_view b, std::string_view c,

@@ -2,9 +2,10 @@
 #include "sim/unit/scenario_player.h"
 #include "sim/unit/unit.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <string>
 #include <thread>
@@ -132,14 +133,20 @@ class soak_t {
 }  // namespace
 
 int main(int argc, char** argv) {
-    char* end = nullptr;
-    const double minutes = argc > 1 ? std::strtod(argv[1], &end) : 10;
-    if (argc > 3 || (argc > 1 && (*end != '\0' || !(minutes > 0)))) {
-        std::fputs(help, argc > 1 && std::string{argv[1]} == "--help" ? stdout : stderr);
-        return argc > 1 && std::string{argv[1]} == "--help" ? 0 : 2;
+    double minutes = 10;
+    std::string scenario = "update";
+    CLI::App app{"", "soak"};
+    app.add_option("MINUTES", minutes)->check(CLI::PositiveNumber);
+    app.add_option("SCENARIO", scenario);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& ending) {
+        const bool is_asked_for = ending.get_exit_code() == 0;
+        std::fputs(help, is_asked_for ? stdout : stderr);
+        return is_asked_for ? 0 : 2;
     }
     try {
-        soak_t soak{argc > 2 ? argv[2] : "update"};
+        soak_t soak{scenario};
         soak.run(std::chrono::duration<double>{minutes * 60});
         return soak.report() == 0 ? 0 : 1;
     } catch (const std::exception& error) {
