@@ -65,7 +65,7 @@ const struct before_main_t {
 
         // Never destroyed, none of them: a process ends with its static objects taken down one by one, and a
         // worker thread or a late log line would find some of them gone.
-        [[maybe_unused]] static const auto& hardware_root = *new io::system_t;
+        [[maybe_unused]] const auto& root = io::hardware_root();
         [[maybe_unused]] const auto& controller = io::control();
         [[maybe_unused]] const auto& front_panel = io::front_panel();
         [[maybe_unused]] const auto& page_station = io::page_station();

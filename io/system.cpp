@@ -250,4 +250,9 @@ bool system_t::is_vnode() {
     return platform_property() == "vnode";
 }
 
+const system_t& hardware_root() {
+    static const auto& instance = *new system_t;
+    return instance;
+}
+
 }  // namespace io

@@ -57,4 +57,8 @@ class system_t {
     [[nodiscard]] static bool is_vnode();
 };
 
+/// The process's hardware root, constructed on first use and never destroyed: it keeps the FPGA mapped
+/// whatever drivers come and go.
+[[nodiscard]] const system_t& hardware_root();
+
 }  // namespace io
