@@ -109,7 +109,8 @@ TEST(daemon, logs_at_the_levels_of_its_level_file) {
 
 pid_t child_of(pid_t parent) {
     const auto id = std::to_string(parent);
-    return std::atoi(sim::read_file("/proc/" + id + "/task/" + id + "/children").c_str());
+    const auto children = sim::read_file("/proc/" + id + "/task/" + id + "/children");
+    return static_cast<pid_t>(std::strtol(children.c_str(), nullptr, 10));
 }
 
 TEST(supervised_daemon, is_started_again_when_it_was_killed) {
