@@ -8,6 +8,7 @@
 #include <array>
 #include <cctype>
 #include <cstdio>
+#include <exception>
 #include <iomanip>
 #include <iostream>
 #include <limits>
@@ -269,7 +270,7 @@ int convert(const std::string& binary, const std::string& image) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+static int run(int argc, char** argv) {
     CLI::App app{"", "hextool"};
     app.formatter_fn(
         [](const CLI::App*, const std::string&, CLI::AppFormatMode) { return std::string{usage}; });
@@ -291,4 +292,13 @@ int main(int argc, char** argv) {
         return bad_usage;
     }
     return checking.parsed() ? check(image) : convert(binary, image);
+}
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "hextool: %s\n", error.what());
+        return 1;
+    }
 }

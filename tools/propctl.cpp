@@ -6,9 +6,10 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <exception>
 #include <string>
 
-int main(int argc, char** argv) {
+static int run(int argc, char** argv) {
     CLI::App app{"", "propctl"};
     app.formatter_fn([](const CLI::App*, const std::string&, CLI::AppFormatMode) {
         return std::string{tools::property_tool_t::help};
@@ -34,4 +35,13 @@ int main(int argc, char** argv) {
     }
     zel::property_client_t client;
     return tools::property_tool_t{client, stdout, stderr}.run(words);
+}
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "propctl: %s\n", error.what());
+        return 1;
+    }
 }

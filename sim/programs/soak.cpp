@@ -132,7 +132,7 @@ class soak_t {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+static int run(int argc, char** argv) {
     double minutes = 10;
     std::string scenario = "update";
     CLI::App app{"", "soak"};
@@ -145,10 +145,14 @@ int main(int argc, char** argv) {
         std::fputs(help, is_asked_for ? stdout : stderr);
         return is_asked_for ? 0 : 2;
     }
+    soak_t soak{scenario};
+    soak.run(std::chrono::duration<double>{minutes * 60});
+    return soak.report() == 0 ? 0 : 1;
+}
+
+int main(int argc, char** argv) {
     try {
-        soak_t soak{scenario};
-        soak.run(std::chrono::duration<double>{minutes * 60});
-        return soak.report() == 0 ? 0 : 1;
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "soak: %s\n", error.what());
         return 1;

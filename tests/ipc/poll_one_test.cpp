@@ -20,6 +20,9 @@ void interrupt(int /*signal*/) {
 }
 
 TEST(poll_one, goes_on_after_a_signal_for_what_is_left_of_its_time) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the thread sanitizer holds a signal back until the waiting is over";
+#endif
     ASSERT_EQ(::pipe(pipe_ends), 0);
     struct sigaction action {};
     action.sa_handler = &interrupt;

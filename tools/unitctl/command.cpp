@@ -9,6 +9,7 @@ bool print_if(bool read, const char* format, ...) {
     if (read) {
         std::va_list values;
         va_start(values, format);
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is the line above
         std::vprintf(format, values);
         va_end(values);
     }
