@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -21,6 +22,11 @@ namespace {
 
 std::string system_log;
 
+void log_a_record(int priority, const char* format, std::string_view record) {
+    EXPECT_STREQ(format, "%.*s");
+    system_log.append(std::to_string(priority)).append(" ").append(record).append("\n");
+}
+
 }  // namespace
 
 // These stand before the C library's, which would not say what they were given. A hardened build calls the
@@ -28,22 +34,19 @@ std::string system_log;
 extern "C" void openlog(const char* ident, int option, int facility) {
     system_log += std::string{ident} + ' ' + std::to_string(option) + ' ' + std::to_string(facility) + '\n';
 }
-extern "C" void vsyslog(int priority, const char* format, va_list arguments) {
-    EXPECT_STREQ(format, "%.*s");
-    const auto length = static_cast<std::size_t>(va_arg(arguments, int));
-    system_log += std::to_string(priority) + ' ' + std::string{va_arg(arguments, const char*), length} + '\n';
-}
 extern "C" void syslog(int priority, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    vsyslog(priority, format, arguments);
+    const auto length = static_cast<std::size_t>(va_arg(arguments, int));
+    log_a_record(priority, format, {va_arg(arguments, const char*), length});
     va_end(arguments);
 }
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the C library's name
 extern "C" void __syslog_chk(int priority, int /*checks*/, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    vsyslog(priority, format, arguments);
+    const auto length = static_cast<std::size_t>(va_arg(arguments, int));
+    log_a_record(priority, format, {va_arg(arguments, const char*), length});
     va_end(arguments);
 }
 
