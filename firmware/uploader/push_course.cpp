@@ -54,7 +54,7 @@ bool contains(std::string_view text, std::string_view part) {
 push_course_t::push_course_t(push_order_t order, uploader_observer_intf_t& observer, time_point_t now)
     : order_{std::move(order)}, observer_{observer}, phase_{order_.image_hash.empty() ? phase_e::watch
                                                                                       : phase_e::hash},
-      asked_at_{now}, not_before_{now}, last_useful_{now}, grace_ends_{now + order_.grace} {
+      asked_at_{now}, not_before_{now}, last_useful_{now}, grace_ends_{now + order_.grace}, changed_at_{now} {
     observer_.report(push_stage_e::preparing, -1);
 }
 
@@ -78,6 +78,7 @@ push_step_t push_course_t::next(time_point_t now) {
     case phase_e::upload:
         return {.kind = kind_e::upload};
     case phase_e::watch:
+    case phase_e::reboot:
         return {.kind = kind_e::request, .path = status_path};
     default:
         return {.kind = kind_e::request, .path = hash_path};
@@ -92,12 +93,20 @@ void push_course_t::answered(const unit_answer_t& answer, time_point_t now) {
         end(push_outcome_e::cancelled, phase_ == phase_e::upload ? "cancelled while uploading" : "cancelled");
         return;
     }
+    if (answer.fault == fault_e::hopeless && !has_answered_) {
+        end(push_outcome_e::lost, answer.text);
+        return;
+    }
+    has_answered_ = has_answered_ || answer.fault == fault_e::none;
     switch (phase_) {
     case phase_e::upload:
         examine_upload(answer, now);
         break;
     case phase_e::watch:
         examine_status(answer, now);
+        break;
+    case phase_e::reboot:
+        await_idle(answer, now);
         break;
     case phase_e::verify:
         verify(answer, now);
@@ -143,9 +152,7 @@ void push_course_t::ask_again(std::string reason, time_point_t now) {
 
 // Before anything was sent: whether the answer is no page to read, and what that means.
 bool push_course_t::settle_without_page(const unit_answer_t& answer, time_point_t now) {
-    if (answer.fault == fault_e::hopeless || answer.fault == fault_e::given_up) {
-        end(push_outcome_e::lost, answer.text);
-    } else if (answer.fault == fault_e::passing) {
+    if (answer.fault != fault_e::none) {
         ask_again(answer.text, now);
     } else if (answer.code == 404) {
         end(push_outcome_e::not_found, "it has no page /cgi-bin/hw_config (404)");
@@ -167,6 +174,7 @@ void push_course_t::compare_hash(const unit_answer_t& answer, time_point_t now) 
     } else if (equal_digits(hash, order_.image_hash) && !order_.force) {
         end(push_outcome_e::up_to_date, "it has this firmware");
     } else {
+        had_image_ = equal_digits(hash, order_.image_hash);
         go_on_with(phase_e::id, now);
     }
 }
@@ -211,49 +219,85 @@ void push_course_t::examine_upload(const unit_answer_t& answer, time_point_t now
     }
 }
 
-void push_course_t::examine_status(const unit_answer_t& answer, time_point_t now) {
+// Takes the unit's status, or sees to it that it is asked for again.
+bool push_course_t::read_status(const unit_answer_t& answer, time_point_t now) {
     page_missing_ = answer.fault == fault_e::none && answer.code == 404;
     if (answer.fault != fault_e::none) {
         ask_again(answer.text, now);
-        return;
+        return false;
     }
     if (answer.code != 200) {
         ask_again("it answered with status " + std::to_string(answer.code), now);
-        return;
+        return false;
     }
     auto status = read_status_answer(answer.text);
     if (!status) {
         ask_again("its status file is empty, cut off or of another shape", now);
+        return false;
+    }
+    if (status->state != state_ || status->progress != progress_) {
+        changed_at_ = now;
+    }
+    state_ = std::move(status->state);
+    progress_ = status->progress;
+    detail_ = std::move(status->detail);
+    return true;
+}
+
+void push_course_t::examine_status(const unit_answer_t& answer, time_point_t now) {
+    if (!read_status(answer, now)) {
         return;
     }
     last_useful_ = now;
     reason_.clear();
     not_before_ = std::max(asked_at_ + interval, now);
-    detail_ = std::move(status->detail);
-    observer_.report(stage_of(status->state), status->progress);
-    if (status->state == "idle" || status->state == "error" || status->state == "complete") {
-        watch_ends(status->state, now);
+    observer_.report(stage_of(state_), progress_);
+    has_left_idle_ = has_left_idle_ || state_ != "idle";
+    if (state_ == "idle" || state_ == "error" || state_ == "complete") {
+        watch_ends(now);
     } else {
         has_moved_ = true;
+        check_stall(now);
     }
 }
 
-void push_course_t::watch_ends(std::string_view state, time_point_t now) {
+void push_course_t::check_stall(time_point_t now) {
+    if (order_.stall.count() != 0 && now - changed_at_ >= order_.stall) {
+        end(push_outcome_e::error, "it stands still in state " + quoted(state_) +
+                                       (progress_ < 0 ? "" : " at " + std::to_string(progress_) + " %"));
+    }
+}
+
+void push_course_t::watch_ends(time_point_t now) {
+    const bool is_idle = state_ == "idle";
+    const bool was_sent = !order_.image_hash.empty();
     // Right after the upload the file may be that of an earlier update.
-    const bool may_be_old = state == "idle" || !order_.image_hash.empty();
-    if (!has_moved_ && may_be_old && now < grace_ends_) {
+    if (!has_moved_ && (is_idle || was_sent) && now < grace_ends_) {
         return;
     }
-    const bool can_verify = !order_.image_hash.empty();
-    if (state == "error") {
+    if (state_ == "error") {
         end(push_outcome_e::error, detail_.empty() ? "it reports an error" : "it reports: " + detail_);
-    } else if (can_verify && (state == "idle" || order_.await_return)) {
-        was_complete_ = state == "complete";
-        go_on_with(phase_e::verify, now);
-    } else if (state == "complete") {
+    } else if (was_sent && is_idle && had_image_ && !has_left_idle_) {
+        end(push_outcome_e::error, "it took the image, which it had already, and was not seen to write it");
+    } else if (was_sent && (is_idle || order_.await_return)) {
+        was_complete_ = !is_idle;
+        // The hash of a unit that had the image does not tell when it is back.
+        go_on_with(was_complete_ && had_image_ ? phase_e::reboot : phase_e::verify, now);
+    } else if (!is_idle) {
         end(push_outcome_e::complete, "");
     } else {
         end(push_outcome_e::error, has_moved_ ? "it went idle without completing" : "no update began");
+    }
+}
+
+void push_course_t::await_idle(const unit_answer_t& answer, time_point_t now) {
+    if (!read_status(answer, now)) {
+        return;
+    }
+    if (state_ == "idle") {
+        go_on_with(phase_e::verify, now);
+    } else {
+        ask_again("it has not rebooted yet", now);
     }
 }
 

@@ -24,7 +24,8 @@ struct unit_answer_t {
     enum class fault_e : std::uint8_t {
         none,      ///< there is a whole answer
         passing,   ///< there is none, which may be different the next time
-        hopeless,  ///< there is none, and asking again will not help: no such name, a wrong certificate
+        hopeless,  ///< there is none, and asking again will not help: no such name, a wrong certificate.
+                   ///< Of a unit that has answered before it is a passing one: names come and go with it
         given_up,  ///< this side could not go on, for example because the image changed
     };
 
@@ -43,6 +44,8 @@ struct push_order_t {
     /// counts. While only watching: how long it may be idle.
     std::chrono::milliseconds grace{};
     bool await_return = false;  ///< after "complete", wait until the unit is back and runs the image
+    /// An update that shows the same state and percentage for so long has failed; zero: it never has.
+    std::chrono::milliseconds stall{};
 };
 
 /// What to do next on the way of an image to a unit.
@@ -66,7 +69,8 @@ struct push_step_t {
 ///
 /// It asks the unit for its hash, identity and compatibility, has the image uploaded, and follows the unit's
 /// status file once a second. An answer that is of no use is asked for again until patience is up. Only what
-/// the unit says in state and progress counts; the detail is for people.
+/// the unit says in state and progress counts; the detail is for people. Where the unit had the image
+/// already, its hash proves nothing: it must be seen to leave idle after the upload.
 class push_course_t {
   public:
     using time_point_t = std::chrono::steady_clock::time_point;
@@ -91,7 +95,7 @@ class push_course_t {
     [[nodiscard]] const std::string& firmware_id() const { return firmware_id_; }
 
   private:
-    enum class phase_e : std::uint8_t { hash, id, compat, upload, watch, verify, ended };
+    enum class phase_e : std::uint8_t { hash, id, compat, upload, watch, reboot, verify, ended };
 
     void go_on_with(phase_e phase, time_point_t now);
     void ask_again(std::string reason, time_point_t now);
@@ -99,8 +103,11 @@ class push_course_t {
     void compare_hash(const unit_answer_t& answer, time_point_t now);
     void check_compat(const unit_answer_t& answer, time_point_t now);
     void examine_upload(const unit_answer_t& answer, time_point_t now);
+    [[nodiscard]] bool read_status(const unit_answer_t& answer, time_point_t now);
     void examine_status(const unit_answer_t& answer, time_point_t now);
-    void watch_ends(std::string_view state, time_point_t now);
+    void check_stall(time_point_t now);
+    void watch_ends(time_point_t now);
+    void await_idle(const unit_answer_t& answer, time_point_t now);
     void verify(const unit_answer_t& answer, time_point_t now);
 
     push_order_t order_;
@@ -110,9 +117,15 @@ class push_course_t {
     time_point_t not_before_;
     time_point_t last_useful_;
     time_point_t grace_ends_;
-    bool has_moved_ = false;     // the unit was seen at work
-    bool was_complete_ = false;  // and said that it is done
-    bool page_missing_ = false;  // the last answer was that there is no such page
+    time_point_t changed_at_;
+    std::string state_;  // as the status file said last
+    int progress_ = -1;
+    bool has_answered_ = false;   // the unit, to anything
+    bool had_image_ = false;      // before it was sent
+    bool has_left_idle_ = false;  // the unit was seen in another state
+    bool has_moved_ = false;      // the unit was seen at work
+    bool was_complete_ = false;   // and said that it is done
+    bool page_missing_ = false;   // the last answer was that there is no such page
     push_outcome_e outcome_ = push_outcome_e::lost;
     std::string reason_;
     std::string detail_;

@@ -19,6 +19,7 @@ FWPUSH = program("fwpush")
 IMAGE = bytes(range(256)) * 8192  # 2 MiB: more than any buffer on the way
 HASH = hashlib.sha256(IMAGE).hexdigest()
 FLOOD = b"x" * 4_000_000
+NO_NAME = "x" * 64 + ".invalid"  # every resolver knows without asking anybody
 
 
 def status(state, progress=0, detail=""):
@@ -148,14 +149,18 @@ class Push(unittest.TestCase):
         }
         lost = [Unit(**answers) for answers in (
             {"firmware_hash": [silent]}, {"firmware_hash": [drip]}, {"firmware_id": [FLOOD]}, {"fw_upload": [silent]},
-            {"fw_upload": [dies_midway]}, {"fw_status.xml": [cut_off]}, {"fw_status.xml": [""]},
+            {"fw_upload": [drip]}, {"fw_upload": [dies_midway]}, {"fw_status.xml": [cut_off]}, {"fw_status.xml": [""]},
             {"fw_status.xml": [status("fw_write", 1), "<state>complete</state>"]})]
         refused = [Unit(fw_compat=["99999999999999999999"]), Unit(firmware_hash=["<html>"]), Unit(fw_compat=["2"])]
         good = [Unit() for _ in range(10)]
-        units = [*cases.values(), *lost, *refused, *good, "nosuch.invalid", "127.0.0.1:99999", good[0].name + "/"]
+        units = [*cases.values(), *lost, *refused, *good, NO_NAME, "127.0.0.1:99999", good[0].name + "/"]
         expected = [*cases, *["lost"] * len(lost), *["refused"] * len(refused), *["complete"] * len(good),
                     "lost", "refused", "refused"]
+        begun = time.monotonic()
         self.assertEqual(self.push(*units, options=["--jobs", "4", "--min-compat", "3"]), (expected, 1))
+        self.assertLess(time.monotonic() - begun, 20)
+        self.assertEqual([self.reasons[unit.name] for unit in lost[3:5]], ["it took the image and did not answer"] * 2)
+        self.assertIn("resolve", self.reasons[NO_NAME])
         self.assertTrue(all(unit.received == IMAGE for unit in good))
         self.assertTrue(all(unit.received is None for unit in refused))
 
@@ -187,6 +192,24 @@ class Push(unittest.TestCase):
         self.assertEqual(self.push(unit, options=["--watch"]), (["complete"], 0))
         self.assertEqual(set(unit.paths), {"fw_status.xml"})
 
+    def test_a_name_that_does_not_exist_ends_at_once_and_disturbs_nobody(self):
+        unit = Unit(**{"fw_status.xml": [status("fw_write")] * 3 + [status("complete")]})
+        for options in (["--watch"], []):
+            self.assertEqual(self.push(NO_NAME, unit, options=["--timeout", "60", *options]),
+                             (["lost", "complete"], 1))
+            ends = [event for event in self.events if event["event"] == "outcome"]
+            self.assertEqual([(end["unit"], end["reason"]) for end in ends][0],
+                             (NO_NAME, "Could not resolve host: " + NO_NAME))
+
+    def test_without_progress_only_outcomes_are_told(self):
+        self.assertEqual(self.push(Unit(), Unit(), options=["--no-progress"]), (["complete", "complete"], 0))
+        self.assertEqual([event["event"] for event in self.events], ["outcome", "outcome"])
+
+    def test_an_update_that_stands_still_fails_on_request(self):
+        unit = Unit(**{"fw_status.xml": [status("fw_write", 42)]})
+        self.assertEqual(self.push(unit, options=["--stall", "1.5"]), (["error"], 1))
+        self.assertEqual(self.reasons[unit.name], 'it stands still in state "fw_write" at 42 %')
+
     def test_a_user_and_a_certificate(self):
         with tempfile.TemporaryDirectory() as directory:
             pem = directory + "/unit.pem"
@@ -206,20 +229,32 @@ class Push(unittest.TestCase):
             self.assertEqual(unit.received, IMAGE)
 
     def test_interrupting_says_what_was_under_way(self):
-        uploading, watching = Unit(fw_upload=[silent]), Unit(**{"fw_status.xml": [status("fw_write")]})
-        process = subprocess.Popen([FWPUSH, "--json", self.image.name, watching.name, uploading.name],
+        """Two turns to upload: of four units one has had its turn, two have theirs, one waits."""
+        self.image.truncate(32 * len(IMAGE))  # more than any socket takes for a unit that does not read
+
+        def compat_after(seconds):
+            return lambda handler: (time.sleep(seconds), handler.wfile.write(b"HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\n4"))
+        units = {
+            "goes on by itself": Unit(**{"fw_status.xml": [status("fw_write", 42)]}),
+            "part of the image": Unit(fw_compat=[compat_after(1)], fw_upload=[silent]),
+            "whole image": Unit(fw_compat=[compat_after(1)], fw_upload=[
+                lambda handler: (handler.rfile.read(32 * len(IMAGE)), silent(handler))]),
+            "cancelled": Unit(fw_compat=[compat_after(2)]),
+        }
+        writing, stuck, whole, waiting = (unit.name for unit in units.values())
+        process = subprocess.Popen([FWPUSH, "--json", "--jobs", "2", self.image.name, writing, stuck, whole, waiting],
                                    stdout=subprocess.PIPE, text=True)
-        awaited = {(watching.name, "writing"), (uploading.name, "uploading")}
+        awaited = {(writing, 42), (whole, 100), (waiting, 0)}
         while awaited:
             event = json.loads(process.stdout.readline())
-            if event["stage"] == "writing" or event["value"] > 0:
-                awaited.discard((event["unit"], event["stage"]))
+            awaited.discard((event["unit"], event["value"]))
         process.send_signal(signal.SIGINT)
-        events = [json.loads(line) for line in process.communicate(timeout=10)[0].splitlines()]
-        reasons = {event["unit"]: event["reason"] for event in events if event.get("outcome") == "cancelled"}
+        ends = [json.loads(line) for line in process.communicate(timeout=10)[0].splitlines()]
         self.assertEqual(process.returncode, 1)
-        self.assertIn("goes on by itself", reasons[watching.name])
-        self.assertIn("while uploading", reasons[uploading.name])
+        self.assertEqual({end["unit"] for end in ends if end.get("outcome") == "cancelled"}, {writing, stuck, whole, waiting})
+        for reason, unit in units.items():
+            self.assertIn(reason, [end["reason"] for end in ends if end["unit"] == unit.name][-1])
+        self.assertIsNone(units["cancelled"].received)
 
     def test_wrong_usage_and_unreadable_images(self):
         def result(*arguments):
@@ -234,7 +269,7 @@ class Push(unittest.TestCase):
                 self.assertEqual(result(image, "127.0.0.1:9"), 3, image)
 
     def test_bars_fit_a_terminal_with_fewer_lines_than_units(self):
-        units = [Unit() for _ in range(40)]
+        units = [Unit(fw_upload=["unsupported hardware"]), *(Unit() for _ in range(39))]
         listed = tempfile.NamedTemporaryFile("w")
         listed.write("# all of them\n" + "\n".join(f"  {unit.name}  # one" for unit in units))
         listed.flush()
@@ -247,15 +282,16 @@ class Push(unittest.TestCase):
                 output += piece
         except OSError:
             pass
-        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), 0)
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), 1)
         pictures = output.decode().split("\x1b[J")[:-1]
         self.assertGreater(len(pictures), 3)
         for picture in pictures:
             lines = picture.split("\x1b[K\r\n")[:-1]
             self.assertEqual(len(lines), 11)
             self.assertLess(max(len(line.split("A")[-1]) for line in lines[1:]), 60)
-        self.assertIn("... all 40 units: 40 complete", pictures[-1])
-        self.assertIn("40 units: 40 complete", output.decode().split("\x1b[J")[-1])
+        self.assertIn("... all 40 units: 39 complete, 1 unsupported_hardware", pictures[-1])
+        self.assertRegex(pictures[-1], units[0].name + r" +\[#{5}\] 100 %  unsupported_hardware +0:\d\d")
+        self.assertIn("40 units: 39 complete, 1 unsupported_hardware", output.decode().split("\x1b[J")[-1])
 
 
 if __name__ == "__main__":

@@ -18,7 +18,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds between_drawings{150};
 constexpr std::size_t widest_name = 24;
-constexpr std::size_t bar_width = 20;
+constexpr std::size_t widest_stage = 10;
 
 // A text cut or filled up to a width.
 std::string column(std::string_view text, std::size_t width) {
@@ -35,7 +35,7 @@ int rank_of(const unit_view_t& unit) {
     return unit.is_waiting || unit.stage == firmware::push_stage_e::preparing ? 2 : 0;
 }
 
-std::string bar_of(const unit_view_t& unit) {
+std::string bar_of(const unit_view_t& unit, std::size_t bar_width) {
     const bool is_done = unit.outcome && is_success(*unit.outcome);
     const auto percent = static_cast<std::size_t>(is_done ? 100 : std::clamp(unit.value, 0, 100));
     const auto filled = percent * bar_width / 100;
@@ -77,8 +77,13 @@ class bars_t final : public display_t {
         std::string picture = lines_drawn_ == 0 ? "" : "\x1b[" + std::to_string(lines_drawn_) + "A";
         const bool all_fit = units_.size() <= lines;
         const auto shown = all_fit ? units_ : worthiest(lines - 1);
+        // Stages are short; the column grows with the first long outcome.
         for (const auto* unit : shown) {
-            add_line(picture, line_of(*unit, now), size.ws_col);
+            word_width_ = std::max(word_width_, word_for(*unit).size());
+        }
+        const auto bar_width = std::clamp<std::size_t>(size.ws_col, 65, 80) - 60;
+        for (const auto* unit : shown) {
+            add_line(picture, line_of(*unit, bar_width, now), size.ws_col);
         }
         if (!all_fit) {
             add_line(picture, "... all " + std::to_string(units_.size()) + " units: " + counts(),
@@ -111,11 +116,12 @@ class bars_t final : public display_t {
         return text;
     }
 
-    [[nodiscard]] std::string line_of(const unit_view_t& unit, time_point_t now) const {
+    [[nodiscard]] std::string line_of(const unit_view_t& unit, std::size_t bar_width,
+                                      time_point_t now) const {
         auto time = minutes(unit.time(now));
         time.insert(0, 6 - std::min<std::size_t>(time.size(), 6), ' ');
-        return column(unit.name, name_width_) + " " + bar_of(unit) + "  " + column(word_for(unit), 10) +
-               time + "  " + (unit.outcome ? unit.reason : unit.detail);
+        return column(unit.name, name_width_) + " " + bar_of(unit, bar_width) + "  " +
+               column(word_for(unit), word_width_) + time + "  " + (unit.outcome ? unit.reason : unit.detail);
     }
 
     // The last column stays empty: some terminals wrap behind it.
@@ -125,6 +131,7 @@ class bars_t final : public display_t {
 
     std::vector<const unit_view_t*> units_;
     std::size_t name_width_ = 1;
+    std::size_t word_width_ = widest_stage;
     std::size_t lines_drawn_ = 0;
     time_point_t drawn_{};
 };

@@ -75,7 +75,13 @@ class log_t final : public display_t {
 
 class json_t final : public display_t {
   public:
-    void changed(const unit_view_t& unit, time_point_t /*now*/) override { print(unit, "progress"); }
+    explicit json_t(bool with_progress) : with_progress_{with_progress} {}
+
+    void changed(const unit_view_t& unit, time_point_t /*now*/) override {
+        if (with_progress_) {
+            print(unit, "progress");
+        }
+    }
     void ended(const unit_view_t& unit, time_point_t /*now*/) override { print(unit, "outcome"); }
     void finish(const std::vector<const unit_view_t*>& /*units*/, time_point_t /*now*/) override {}
 
@@ -105,6 +111,7 @@ class json_t final : public display_t {
         line.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
     }
 
+    bool with_progress_;
     rapidjson::StringBuffer buffer_;
 };
 
@@ -113,7 +120,7 @@ class json_t final : public display_t {
 std::unique_ptr<display_t> make_display(const options_t& options, std::vector<const unit_view_t*> units,
                                         display_t::time_point_t now) {
     if (options.json) {
-        return make_json();
+        return make_json(options.progress);
     }
     if (!options.progress) {
         return std::make_unique<quiet_t>();
@@ -125,8 +132,8 @@ std::unique_ptr<display_t> make_log(display_t::time_point_t now) {
     return std::make_unique<log_t>(now);
 }
 
-std::unique_ptr<display_t> make_json() {
-    return std::make_unique<json_t>();
+std::unique_ptr<display_t> make_json(bool with_progress) {
+    return std::make_unique<json_t>(with_progress);
 }
 
 void print_summary(const std::vector<const unit_view_t*>& units, display_t::time_point_t now) {

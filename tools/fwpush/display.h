@@ -26,7 +26,7 @@ class display_t {
 };
 
 /// The display that the options and standard output call for: bars on a terminal, otherwise a log; one JSON
-/// object a line; or nothing but the summary.
+/// object a line; without progress nothing but the summary, or the objects of the outcomes.
 /// @param units  all of them, in the order in which they were named; must outlive the display.
 [[nodiscard]] std::unique_ptr<display_t>
 make_display(const options_t& options, std::vector<const unit_view_t*> units, display_t::time_point_t now);
@@ -35,8 +35,8 @@ make_display(const options_t& options, std::vector<const unit_view_t*> units, di
 [[nodiscard]] std::unique_ptr<display_t> make_bars(std::vector<const unit_view_t*> units);
 /// A line for every new stage and every tenth percent.
 [[nodiscard]] std::unique_ptr<display_t> make_log(display_t::time_point_t now);
-/// An object a line for every event.
-[[nodiscard]] std::unique_ptr<display_t> make_json();
+/// An object a line for every event, or for the outcomes alone.
+[[nodiscard]] std::unique_ptr<display_t> make_json(bool with_progress);
 
 /// Prints a table of all outcomes, and how many there are of each.
 void print_summary(const std::vector<const unit_view_t*>& units, display_t::time_point_t now);

@@ -48,7 +48,8 @@ firmware::push_order_t order_for(const options_t& options, const image_t* image)
             .min_compat = options.min_compat,
             .patience = options.timeout,
             .grace = options.grace,
-            .await_return = options.await_return};
+            .await_return = options.await_return,
+            .stall = options.stall};
 }
 
 }  // namespace
@@ -140,15 +141,21 @@ void fleet_t::member_t::answered(const firmware::unit_answer_t& answer) {
     advance();
 }
 
+const char* fleet_t::member_t::reason_of_cancelling() const {
+    if (is_uploading_) {
+        return view_.value < 100
+                   ? "cancelled while uploading; the unit may have part of the image"
+                   : "cancelled while uploading; the unit may have the whole image, and go on by itself";
+    }
+    return was_sent_ ? "no longer watched; the unit goes on by itself" : "cancelled";
+}
+
 void fleet_t::member_t::cancel() {
     if (has_ended()) {
         return;
     }
     link_.abort();
-    const char* reason = is_uploading_ ? "cancelled while uploading; the unit has part of the image"
-                         : was_sent_   ? "no longer watched; the unit goes on by itself"
-                                       : "cancelled";
-    course_.end(push_outcome_e::cancelled, reason);
+    course_.end(push_outcome_e::cancelled, reason_of_cancelling());
     finish();
 }
 

@@ -54,6 +54,7 @@ class fleet_t {
         void answered(const firmware::unit_answer_t& answer);
         void show();
         void finish();
+        [[nodiscard]] const char* reason_of_cancelling() const;
 
         fleet_t& fleet_;
         unit_view_t view_;

@@ -31,6 +31,7 @@ struct raw_options_t {
     bool watch = false;
     double timeout = 60;
     double grace = 5;
+    double stall = 0;
     bool no_progress = false;
 };
 
@@ -70,6 +71,9 @@ void describe(CLI::App& app, options_t& options, raw_options_t& raw) {
     app.add_option("--grace", raw.grace, "how long a unit may take to begin; endless with --watch")
         ->option_text("SECONDS (5)")
         ->check(CLI::Range(0.0, longest_seconds));
+    app.add_option("--stall", raw.stall, "an update that stands still for so long has failed; 0: it may")
+        ->option_text("SECONDS (0)")
+        ->check(CLI::Range(0.0, longest_seconds));
     app.add_option("--user", options.user,
                    "for units that want it; a password left out is FWPUSH_PASSWORD, or asked for")
         ->option_text("NAME[:PASSWORD]");
@@ -77,7 +81,7 @@ void describe(CLI::App& app, options_t& options, raw_options_t& raw) {
         ->option_text("FILE")
         ->check(CLI::ExistingFile);
     app.add_flag("--json", options.json, "one JSON object a line for every event");
-    app.add_flag("--no-progress", raw.no_progress, "only the summary at the end");
+    app.add_flag("--no-progress", raw.no_progress, "only the outcomes at the end");
 }
 
 void complete(const CLI::App& app, options_t& options, raw_options_t& raw) {
@@ -100,6 +104,7 @@ void complete(const CLI::App& app, options_t& options, raw_options_t& raw) {
     }
     options.timeout = milliseconds_of(raw.timeout);
     options.grace = raw.watch && app.count("--grace") == 0 ? for_ever : milliseconds_of(raw.grace);
+    options.stall = milliseconds_of(raw.stall);
     options.progress = !raw.no_progress;
     if (!options.user.empty() && options.user.find(':') == std::string::npos) {
         options.user += ":" + password_for(options.user);

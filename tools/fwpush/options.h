@@ -17,7 +17,8 @@ struct options_t {
     unsigned min_compat = 0;
     std::chrono::milliseconds timeout{};
     std::chrono::milliseconds grace{};
-    std::string user;  ///< "name:password"; empty without one
+    std::chrono::milliseconds stall{};  ///< zero: an update may stand still
+    std::string user;                   ///< "name:password"; empty without one
     std::string ca_file;
     bool json = false;
     bool progress = true;

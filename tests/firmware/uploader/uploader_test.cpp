@@ -103,10 +103,28 @@ TEST(uploader, sends_nothing_to_a_unit_that_should_not_have_it) {
         EXPECT_EQ(outcome_of("/cgi-bin/hw_config?fw_compat", {200, compat}), push_outcome_e::refused)
             << compat;
     }
-    scripted_unit_t forced;
-    forced.order.force = true;
-    forced.answers[hash_path] = {{200, "abcd"}};
-    EXPECT_EQ(forced.run(), push_outcome_e::complete);
+}
+
+TEST(uploader, believes_a_unit_that_had_the_image_only_what_it_is_seen_to_do) {
+    const auto run = [](std::deque<unit_answer_t> statuses, bool await_return = false) {
+        scripted_unit_t unit;
+        unit.order.force = true;
+        unit.order.await_return = await_return;
+        unit.answers[hash_path] = {{200, "abcd"}};
+        unit.answers[status_path] = std::move(statuses);
+        const auto outcome = unit.run();
+        EXPECT_EQ(std::count(unit.asked.begin(), unit.asked.end(), "upload"), 1);
+        return std::string{name_of(outcome)} + " " + std::to_string(unit.seconds()) + " " + unit.reason;
+    };
+    const auto idle = status("idle");
+    const auto writing = status("fw_write", 1);
+    const auto complete = status("complete");
+    EXPECT_EQ(run({idle}), "error 5 it took the image, which it had already, and was not seen to write it");
+    EXPECT_EQ(run({idle, writing, complete}), "complete 2 ");
+    EXPECT_EQ(run({writing, no_answer, idle}), "complete 2 ");
+    EXPECT_EQ(run({writing, complete, complete, no_answer, idle}, true), "complete 3 ");
+    EXPECT_EQ(run({writing, complete}, true), "lost 11 it has not rebooted yet");
+    EXPECT_EQ(run({writing, complete, no_answer}, true), "lost 11 connection refused");
 }
 
 TEST(uploader, examines_what_the_unit_makes_of_the_image) {
@@ -167,6 +185,36 @@ TEST(uploader, waits_for_the_return_of_a_unit_on_request) {
     gone.order.await_return = true;
     gone.answers[hash_path] = {{200, "0a"}, no_answer};
     EXPECT_EQ(gone.run(), push_outcome_e::lost);
+}
+
+TEST(uploader, takes_a_missing_name_for_final_only_from_a_unit_that_never_answered) {
+    const unit_answer_t no_name{0, "no such name", fault_e::hopeless};
+    scripted_unit_t unit;
+    unit.answers[status_path] = {status("fw_write"), no_name, no_name, status("complete")};
+    EXPECT_EQ(unit.run(), push_outcome_e::complete);
+    scripted_unit_t watched;
+    watched.order.image_hash.clear();
+    watched.answers[status_path] = {no_name, status("complete")};
+    EXPECT_EQ(watched.run(), push_outcome_e::lost);
+    EXPECT_EQ(watched.reason, "no such name");
+    EXPECT_EQ(watched.seconds(), 0);
+}
+
+TEST(uploader, gives_up_an_update_that_stands_still_only_when_told_how_long) {
+    scripted_unit_t unit;
+    unit.order.stall = 7s;
+    std::deque<unit_answer_t> slow;
+    for (int i = 0; i < 30; ++i) {
+        slow.push_back(status("fw_write", i / 6));  // a percent in six seconds
+    }
+    unit.answers[status_path] = slow;
+    EXPECT_EQ(unit.run(), push_outcome_e::error);
+    EXPECT_EQ(unit.reason, "it stands still in state \"fw_write\" at 4 %");
+    EXPECT_EQ(unit.seconds(), 24 + 7);
+    scripted_unit_t patient;
+    patient.answers[status_path] = std::deque<unit_answer_t>(900, status("initializing", -1));
+    patient.answers[status_path].push_back(status("complete"));
+    EXPECT_EQ(patient.run(), push_outcome_e::complete);
 }
 
 TEST(uploader, watches_without_sending) {

@@ -39,7 +39,7 @@ TEST(unit_view, says_what_a_unit_is_at) {
     EXPECT_EQ(word_for(unit), "waiting");
     unit.outcome = firmware::push_outcome_e::unsupported_hardware;
     EXPECT_EQ(word_for(unit), "unsupported_hardware");
-    EXPECT_EQ(fwpush::minutes(std::chrono::milliseconds{65'999}), "1:05");
+    EXPECT_EQ(fwpush::minutes(std::chrono::milliseconds{3'665'999}), "61:05");
 }
 
 }  // namespace
