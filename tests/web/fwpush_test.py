@@ -164,6 +164,16 @@ class Push(unittest.TestCase):
         self.assertTrue(all(unit.received == IMAGE for unit in good))
         self.assertTrue(all(unit.received is None for unit in refused))
 
+    def test_a_unit_that_has_the_image_is_forced_and_does_nothing(self):
+        idle, writing = Unit(firmware_hash=[HASH], **{"fw_status.xml": [status("idle")]}), Unit(firmware_hash=[HASH])
+        self.assertEqual(self.push(idle, writing, options=["--force", "--grace", "1"]), (["error", "complete"], 1))
+        self.assertEqual(self.reasons[idle.name], "it took the image, which it had already, and was not seen to write it")
+        self.assertEqual((idle.received, writing.received), (IMAGE, IMAGE))
+
+    def test_the_longest_detail_blinds_nobody(self):
+        unit = Unit(**{"fw_status.xml": [status("fw_write", 1, "<" * 65_400), status("complete", 100, "<" * 65_400)]})
+        self.assertEqual(self.push(unit), (["complete"], 0))
+
     def test_a_hostile_detail_reaches_nobody(self):
         unit = Unit(**{"fw_status.xml": [status("fw_write", 1, "</detail><state>complete</state>\x1b[2J\x07"),
                                          status("error", 1, "\u202e" + "long " * 200)]})
@@ -225,6 +235,9 @@ class Push(unittest.TestCase):
             self.assertEqual(self.push(url), (["lost"], 1))
             self.assertIn("certificate", self.reasons[url])
             self.assertEqual(self.push(url, options=known), (["refused"], 1))
+            other = "https://" + Unit().name
+            self.assertEqual(self.push(other), (["lost"], 1))
+            self.assertIn("there is no https with it", self.reasons[other])
             self.assertEqual(self.push(url, options=[*known, "--user", "op:secret"]), (["complete"], 0))
             self.assertEqual(unit.received, IMAGE)
 
@@ -257,6 +270,8 @@ class Push(unittest.TestCase):
         self.assertIsNone(units["cancelled"].received)
 
     def test_wrong_usage_and_unreadable_images(self):
+        version = subprocess.run([FWPUSH, "--version"], capture_output=True, text=True, timeout=10)
+        self.assertRegex(version.stdout, r"^fwstatus [\d.]+ \(revision \S+\)\n$")
         def result(*arguments):
             run = subprocess.run([FWPUSH, *arguments], capture_output=True, text=True, timeout=10)
             self.assertTrue(run.stderr.startswith("fwpush: "), run.stderr)

@@ -14,7 +14,8 @@ using fault_e = unit_answer_t::fault_e;
 using std::chrono::milliseconds;
 
 constexpr const char* upload_path = "/cgi-bin/fw_upload";
-constexpr std::size_t longest_answer = 65'536;
+// A status file with the longest detail that a unit's daemon takes is a little over 64 kB.
+constexpr std::size_t longest_answer = 131'072;
 constexpr milliseconds longest_request{10'000};
 constexpr milliseconds longest_connect{5'000};
 // A watched unit's answer is some hundred bytes; a thousand units are worth a small buffer.
@@ -159,7 +160,8 @@ std::string unit_link_t::describe(CURLcode result) const {
     if (image_ != nullptr && result == CURLE_OPERATION_TIMEDOUT && sent_ == image_->size()) {
         return "it took the image and did not answer";
     }
-    return fault_.front() == '\0' ? curl_easy_strerror(result) : fault_.data();
+    const std::string fault = fault_.front() == '\0' ? curl_easy_strerror(result) : fault_.data();
+    return result == CURLE_SSL_CONNECT_ERROR ? "there is no https with it: " + fault : fault;
 }
 
 std::size_t unit_link_t::on_answer(char* bytes, std::size_t size, std::size_t count, void* self) {

@@ -28,7 +28,7 @@ class unit_link_t final : private transfers_t::client_t {
     unit_link_t& operator=(const unit_link_t&) = delete;
     ~unit_link_t();
 
-    /// Gets a page. It is given ten seconds, or the operator's patience if that is shorter, and 64 kB.
+    /// Gets a page. It is given ten seconds, or the operator's patience if that is shorter, and 128 kB.
     void get(std::string_view path);
     /// Sends the image, which must outlive the transfer. It may take any time as long as bytes move.
     void send(const image_t& image, progress_t progress);
