@@ -3,18 +3,14 @@
 #include "sim/board/control_block.h"
 #include "sim/board/front_panel_block.h"
 #include "sim/board/keypad_setup.h"
-#include "sim/peers/serial_module.h"
+#include "sim/programs/board_view.h"
 #include "sim/root/shared_state.h"
 #include "sim/root/system_path.h"
-#include "sim/show/picture.h"
-#include "sim/show/seven_segment_picture.h"
+#include "sim/show/indicators.h"
 
-#include <array>
-#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
-#include <stdexcept>
 
 namespace sim {
 
@@ -23,8 +19,6 @@ namespace {
 using tools::unitctl::add_command;
 using tools::unitctl::add_group;
 using tools::unitctl::refusal_t;
-
-constexpr unsigned picture_scale = 4;
 
 control_block_state_t& controller() {
     return shared_state<control_block_state_t>("control");
@@ -44,17 +38,44 @@ page_station_state_t& station() {
     return shared_state<page_station_state_t>("page_station");
 }
 
+void require_each_below(const std::vector<unsigned>& numbers, unsigned limit, const char* what) {
+    for (const auto number : numbers) {
+        if (number >= limit) {
+            throw refusal_t{"there is no " + std::string{what} + " " + std::to_string(number)};
+        }
+    }
+}
+
+void move_buttons(const std::vector<unsigned>& buttons, bool down) {
+    auto& pressed = panel().pressed_buttons;
+    require_each_below(buttons, 3, "button");
+    for (const auto button : buttons) {
+        pressed = down ? pressed | 1U << button : pressed & ~(1U << button);
+    }
+}
+
+void move_keys(const std::vector<unsigned>& keys, bool down) {
+    auto& face = station().face;
+    require_each_below(keys, 64, "key");
+    for (const auto key : keys) {
+        face.key(static_cast<std::uint8_t>(key), down);
+    }
+}
+
 void add_hands(CLI::App& app) {
     for (const bool down : {true, false}) {
         auto& group =
-            add_group(app, down ? "press" : "release", down ? "Presses a button or key" : "Lets go of it");
-        add_command<unsigned>(group, "button", "A button of the front panel", {{{"BUTTON", "0 to 2"}}},
-                              [down](unsigned button) {
-                                  auto& pressed = panel().pressed_buttons;
-                                  pressed = down ? pressed | 1U << button : pressed & ~(1U << button);
-                              });
-        add_command<std::uint8_t>(group, "key", "A key of a page station", {{{"KEY", "0 to 63"}}},
-                                  [down](std::uint8_t key) { station().face.key(key, down); });
+            add_group(app, down ? "press" : "release", down ? "Presses buttons or keys" : "Lets go of them");
+        add_command<std::vector<unsigned>>(
+            group, "button", "Buttons of the front panel", {{{"BUTTON", "0 to 2, one or several"}}},
+            [down](const std::vector<unsigned>& buttons) { move_buttons(buttons, down); })
+            .get_option("BUTTON")
+            ->required();
+        add_command<std::vector<unsigned>>(
+            group, "key", "Keys of a page station", {{{"KEY", "0 to 63, one or several, in that order"}}},
+            [down](const std::vector<unsigned>& keys) { move_keys(keys, down); })
+            .get_option("KEY")
+            ->required();
     }
 }
 
@@ -154,50 +175,6 @@ void add_faults(CLI::App& board) {
     }
 }
 
-[[gnu::format(printf, 1, 2)]] std::string text_of(const char* format, ...) {
-    std::array<char, 200> text{};
-    std::va_list values;
-    va_start(values, format);
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is the line above
-    std::vsnprintf(text.data(), text.size(), format, values);
-    va_end(values);
-    return text.data();
-}
-
-std::string shown_by_front_panel() {
-    const auto& state = shared_state<front_panel_state_t>("front_panel");
-    return text_of("LCD front panel, backlight %d, LED words %04x %04x %04x\n", state.backlight,
-                   state.led_drivers[0], state.led_drivers[1], state.led_drivers[2]) +
-           terminal_picture(picture_of(state.glass), 122);
-}
-
-std::string shown_by_page_station() {
-    const auto& state = shared_state<page_station_state_t>("page_station");
-    const auto& out = state.general_outputs;
-    std::string text = text_of("page station, backlight %d, outputs %d%d%d%d, keypad %s\n", state.backlight,
-                               out[0], out[1], out[2], out[3], state.keypad_runs ? "runs" : "in reset");
-    for (const auto* const leds : {&state.face.leds_a, &state.face.leds_b}) {
-        text += leds == &state.face.leds_a ? "key LEDs a " : "key LEDs b ";
-        for (const bool lit : *leds) {
-            text += lit ? '*' : '.';
-        }
-        text += '\n';
-    }
-    return text + terminal_picture(picture_of(shared_state<glass_state_t>("glass")), 122);
-}
-
-std::string shown_by_controller() {
-    const auto& state = controller();
-    return text_of("outputs %d%d%d, command 0x%x, %u pulses\n", state.outputs[0], state.outputs[1],
-                   state.outputs[2], state.last_command, state.pulses) +
-           text_of("alert %s, %.1f Hz, duty %.4f\n", state.alert_on ? "on" : "off", state.alert_hz,
-                   state.alert_duty) +
-           text_of("level %.5f, output %s\n", state.level, state.level_output ? "on" : "off") +
-           text_of("fan drive %.5f %s, %.5f %s\n", state.fan_drive[0], state.fan_fixed[0] ? "fixed" : "free",
-                   state.fan_drive[1], state.fan_fixed[1] ? "fixed" : "free") +
-           text_of("lamps %.5f %.5f\n", state.lamp[0], state.lamp[1]);
-}
-
 }  // namespace
 
 void add_board_commands(CLI::App& app) {
@@ -209,36 +186,10 @@ void add_board_commands(CLI::App& app) {
     auto& show = add_group(app, "show", "What is to be seen of the simulated unit");
     add_command(show, "display", "Display and LEDs", {},
                 [] { std::fputs(shown_by(definition_of_this_unit()).c_str(), stdout); });
+    add_command(show, "indicators", "LEDs and lamps alone", {},
+                [] { std::fputs(indicator_text(indicators_of(definition_of_this_unit())).c_str(), stdout); });
     add_command(show, "controller", "Outputs, alert, level, fans and lamps, in physical quantities", {},
                 [] { std::fputs(shown_by_controller().c_str(), stdout); });
-}
-
-std::string shown_by(const unit_definition_t& unit) {
-    if (unit.has_front_panel) {
-        return shown_by_front_panel();
-    }
-    if (unit.has_page_station) {
-        return shown_by_page_station();
-    }
-    if (unit.has_serial_panel) {
-        return seven_segment_text(shared_state<serial_display_t>("serial"));
-    }
-    return shown_by_controller();
-}
-
-void write_picture(const unit_definition_t& unit, const std::string& path) {
-    if (unit.has_front_panel) {
-        const auto& state = shared_state<front_panel_state_t>("front_panel");
-        write_png(path, tinted_picture(picture_of(state.glass), state.brightness(), picture_scale));
-    } else if (unit.has_page_station) {
-        const auto backlight = shared_state<page_station_state_t>("page_station").backlight;
-        write_png(path, tinted_picture(picture_of(shared_state<glass_state_t>("glass")),
-                                       (backlight + 128) / 255.0, picture_scale));
-    } else if (unit.has_serial_panel) {
-        write_png(path, seven_segment_pixels(shared_state<serial_display_t>("serial")));
-    } else {
-        throw std::runtime_error{"this unit has no display"};
-    }
 }
 
 }  // namespace sim

@@ -3,6 +3,7 @@
 #include "platform/paths.h"
 #include "sim/board/keypad_setup.h"
 #include "sim/programs/board_commands.h"
+#include "sim/programs/board_view.h"
 #include "sim/root/system_path.h"
 #include "sim/root/violations.h"
 #include "sim/show/seven_segment_picture.h"
@@ -73,9 +74,9 @@ void add_simulation(CLI::App& app, tools::unitctl::session_t& /*session*/) {
     const auto after = std::make_shared<after_t>();
     app.add_option_function<std::string>("--unit", make_unit,
                                          "Run on a new unit of this kind, which is gone afterwards");
-    app.add_flag("--show", after->show, "Show the display behind the command");
+    app.add_flag("--show", after->show, "Show display, LEDs and lamps behind the command");
     app.add_option("--picture", after->picture,
-                   "Write a picture of the display to this file behind the command");
+                   "Write a picture of display, LEDs and lamps to this file behind the command");
     app.parse_complete_callback(require_unit);
     app.final_callback([after] {
         const auto unit = sim::definition_of_this_unit();

@@ -53,6 +53,7 @@ constexpr std::array units{
         .description = "mixer with lamps and fans but no display of its own",
         .properties = {.platform = "mixm", .part_number = "MM-8"},
         .fpga_id = 0x50C1AB1E,
+        .has_lamps = true,
         .expected = {8, 8, "Mixer Model M", display_e::none},
     },
     unit_definition_t{

@@ -43,6 +43,7 @@ struct unit_definition_t {
     bool has_controller = true;  ///< unit registers, fans and lamps, controller SPI with temperature sensor
     bool has_front_panel = false;
     bool has_page_station = false;
+    bool has_lamps = false;
     bool has_serial_panel = false;  ///< a module answers on "/dev/ttyS0"
 
     // Files

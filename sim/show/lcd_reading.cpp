@@ -168,6 +168,10 @@ bool shows_text(const glass_picture_t& picture, std::string_view text) {
                                [&](const font_t& font) { return shows_box(picture, box_of(font, text)); });
 }
 
+std::vector<std::string> small_text(std::string_view text) {
+    return box_of(fonts().back(), text);
+}
+
 unsigned widest_text(std::string_view text) {
     unsigned widest = 0;
     for (const auto& font : fonts()) {
