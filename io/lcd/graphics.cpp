@@ -25,6 +25,11 @@ bool graphics_t::init_graphics() {
     return is_started_;
 }
 
+void graphics_t::mark_initialised() {
+    is_started_ = true;
+    frame_.clear();
+}
+
 bool graphics_t::begin_update() {
     const bool was_free = !is_held_;
     is_held_ = true;

@@ -40,8 +40,8 @@ class graphics_t {
     /// Says that the LCD controller has lost its settings, as it does when its reset line was pulled.
     void mark_uninitialised() { is_started_ = false; }
     /// Says that another process has started the LCD controller, so that `init_graphics` leaves it, and what
-    /// stands on the glass, alone. The frame buffer knows nothing of that picture.
-    void mark_initialised() { is_started_ = true; }
+    /// stands on the glass, alone. The frame buffer knows nothing of that picture: it is paper.
+    void mark_initialised();
 
     /// Holds flushing back. Holds do not nest: the first end releases. Returns whether no update was held
     /// before.

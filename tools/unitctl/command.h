@@ -38,6 +38,18 @@ inline constexpr bool may_be_left_out<std::optional<value_t>> = true;
 template <typename value_t>
 inline constexpr bool may_be_left_out<std::vector<value_t>> = true;
 
+/// Calls what a command does; throws `refusal_t` when that returns false.
+template <typename call_t>
+void require_done(const call_t& call) {
+    if constexpr (std::is_same_v<decltype(call()), bool>) {
+        if (!call()) {
+            throw refusal_t{""};
+        }
+    } else {
+        call();
+    }
+}
+
 /// Adds a command with its operands to a group of commands.
 ///
 ///     add_command<int, double>(app, "lamp", "Sets a lamp", {{{"LAMP", "0 or 1"}, {"PERCENT", "10..100"}}},
@@ -58,21 +70,24 @@ CLI::App& add_command(CLI::App& group, const char* name, const char* help,
             ->required(!may_be_left_out<std::remove_reference_t<decltype(value)>>);
     };
     std::apply([&](auto&... value) { (add(value), ...); }, *values);
-    command.callback([values, call] {
-        if constexpr (std::is_same_v<decltype(std::apply(call, *values)), bool>) {
-            if (!std::apply(call, *values)) {
-                throw refusal_t{""};
-            }
-        } else {
-            std::apply(call, *values);
-        }
-    });
+    command.callback([values, call] { require_done([&] { return std::apply(call, *values); }); });
     return command;
 }
 
 /// Adds a word that stands before commands, such as "lcd" in "lcd text".
 inline CLI::App& add_group(CLI::App& app, const char* name, const char* help) {
     return *app.add_subcommand(name, help)->require_subcommand(1);
+}
+
+/// Makes such a word a command as well: what it does when no command stands behind it.
+template <typename call_t>
+void add_default(CLI::App& group, call_t call) {
+    group.require_subcommand(0, 1);
+    group.callback([&group, call] {
+        if (group.get_subcommands().empty()) {
+            require_done(call);
+        }
+    });
 }
 
 }  // namespace tools::unitctl

@@ -8,12 +8,6 @@ namespace tools::unitctl {
 
 namespace {
 
-using inputs_t = io::control_t::inputs_t;
-
-const char* on_or_off(bool state) {
-    return state ? "on" : "off";
-}
-
 void add_alert(CLI::App& app, session_t& session) {
     auto& alert = add_group(app, "alert", "The alert output");
     add_command(alert, "on", "Switches it on", {},
@@ -34,13 +28,15 @@ void add_fans_and_lamps(CLI::App& app, session_t& session) {
                              [&session](int lamp, double percent) {
                                  return session.controller().set_lamp_brightness(lamp, percent);
                              });
-    auto& fan = add_group(app, "fan", "The fans");
+    auto& fan = add_group(app, "fan", "The fans; by itself it prints their speeds");
+    const auto print_speed = [&session](const char* label, int number) {
+        std::uint32_t rpm = 0;
+        const bool read = session.controller().get_fan_speed(number, rpm);
+        return print_if(read, "%s%u rpm\n", label, rpm);
+    };
+    add_default(fan, [print_speed] { return print_speed("fan 0: ", 0) && print_speed("fan 1: ", 1); });
     add_command<int>(fan, "speed", "Prints the speed of a fan; 0 where it stands or there is none",
-                     {{{"FAN", "0 or 1"}}}, [&session](int number) {
-                         std::uint32_t rpm = 0;
-                         const bool read = session.controller().get_fan_speed(number, rpm);
-                         return print_if(read, "%u rpm\n", rpm);
-                     });
+                     {{{"FAN", "0 or 1"}}}, [print_speed](int number) { return print_speed("", number); });
     add_command<double>(fan, "drive", "Makes one step of the fan control",
                         {{{"CELSIUS", "The temperature to go by"}}},
                         [&session](double celsius) { return session.controller().set_fan_drive(celsius); });
@@ -63,37 +59,6 @@ void add_level(CLI::App& app, session_t& session) {
         [&session](std::uint16_t value) { return session.controller().set_level(value); });
     add_command<bool>(level, "output", "Switches the output", {{{"on|off", ""}}},
                       [&session](bool on) { return session.controller().set_level_output(on); });
-}
-
-void add_inputs(CLI::App& app, session_t& session) {
-    auto& inputs = add_group(app, "inputs", "The unit's inputs");
-    add_command(inputs, "lines", "Prints the five inputs beside the level output", {}, [&session] {
-        inputs_t lines;
-        const bool read = session.controller().get_inputs(lines);
-        return print_if(read, "present %s, fault a %s, fault b %s, active %s\n", on_or_off(lines.present),
-                        on_or_off(lines.fault_a), on_or_off(lines.fault_b), on_or_off(lines.active));
-    });
-    add_command(inputs, "number", "Prints the same five as a number, 0 to 31", {}, [&session] {
-        std::uint32_t number = 0;
-        const bool read = session.controller().get_level_reading(number);
-        return print_if(read, "%u\n", number);
-    });
-    add_command(inputs, "status", "Prints the status input", {}, [&session] {
-        bool state = false;
-        const bool read = session.controller().get_status_input(state);
-        return print_if(read, "%s\n", on_or_off(state));
-    });
-    auto& gpio = add_group(app, "gpio", "The status line");
-    add_command(gpio, "status", "Prints the status that the line tells", {}, [&session] {
-        bool state = false;
-        const bool read = session.controller().get_gpio_status(state);
-        return print_if(read, "%s\n", on_or_off(state));
-    });
-    add_command(gpio, "line", "Prints the line's level; off on platforms without it", {}, [&session] {
-        bool state = false;
-        const bool read = session.controller().get_gpio_line(state);
-        return print_if(read, "%s\n", on_or_off(state));
-    });
 }
 
 void add_outputs(CLI::App& app, session_t& session) {
@@ -149,7 +114,6 @@ void add_controller_commands(CLI::App& app, session_t& session) {
     add_fans_and_lamps(app, session);
     add_temperature(app, session);
     add_level(app, session);
-    add_inputs(app, session);
     add_outputs(app, session);
 }
 

@@ -1,3 +1,5 @@
+#include "io/lite_io.h"
+#include "io/omap_io.h"
 #include "platform/identity.h"
 #include "tools/unitctl/daemon_search.h"
 #include "tools/unitctl/families.h"
@@ -50,12 +52,21 @@ std::string hex(std::uint32_t word) {
     return text.data();
 }
 
+/// The device through which this unit's hardware is reached.
+const char* io_device() {
+    return io::omap_io_t::instance().present()   ? "first generation"
+           : io::lite_io_t::instance().present() ? "lite"
+           : io::system_t::ready()               ? "FPGA"
+                                                 : "none";
+}
+
 void add_platform(facts_t& facts, session_t& session) {
     const auto& identity = zel::platform_identity();
     const auto id = io::system_t::platform_id();
     facts.push_back({"platform_id", "Platform id", static_cast<long>(id)});
     facts.push_back({"platform_name", "Platform", std::string{io::system_t::platform_display_name(id)}});
     facts.push_back({"slots", "Slots", static_cast<long>(io::system_t::slot_count())});
+    facts.push_back({"io_device", "I/O device", std::string{io_device()}});
     facts.push_back({"fpga_mapped", "FPGA mapped", io::system_t::ready()});
     if (io::system_t::ready()) {
         facts.push_back({"fpga_id", "FPGA id", hex(io::system_t::fpga_id())});
@@ -66,6 +77,8 @@ void add_platform(facts_t& facts, session_t& session) {
         facts.push_back({"model_code", "Model code", static_cast<long>(identity.part_number)});
         facts.push_back({"platform_code", "Platform code", static_cast<long>(identity.platform)});
         facts.push_back({"architecture_code", "Architecture", static_cast<long>(identity.arch)});
+        facts.push_back({"studio_model", "Studio model", io::system_t::is_studio_model()});
+        facts.push_back({"virtual_node", "Virtual node", io::system_t::is_vnode()});
     }
 }
 

@@ -1,9 +1,9 @@
 #include "io/keypad/issp.h"
-#include "io/keypad/keypad_image.h"
 #include "io/keypad/keypad_update.h"
 #include "platform/paths.h"
 #include "platform/system_path.h"
 #include "tools/unitctl/families.h"
+#include "tools/unitctl/keypad_file.h"
 
 #include <unistd.h>
 
@@ -33,20 +33,6 @@ std::string image_or_units(const std::optional<std::string>& path) {
     return path.value_or(std::string{zel::paths::keypad_firmware});
 }
 
-std::uint16_t sum_of_image(const std::string& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{
-        std::fopen(zel::system_path(path).c_str(), "re"), &std::fclose};
-    if (!file) {
-        throw refusal_t{"cannot open " + path};
-    }
-    io::keypad_image_t image{};
-    std::uint16_t sum = 0;
-    if (io::read_keypad_image(file.get(), image, sum).fault != io::keypad_image_fault_e::none) {
-        throw refusal_t{path + " is no keypad image; hextool check tells why"};
-    }
-    return sum;
-}
-
 void require(io::issp_result_e result, const char* what) {
     if (result != io::issp_result_e::success) {
         throw refusal_t{std::string{what} + " (step failed with " + std::to_string(static_cast<int>(result)) +
@@ -55,7 +41,8 @@ void require(io::issp_result_e result, const char* what) {
 }
 
 bool check(session_t& session, const std::string& path) {
-    const auto wanted = sum_of_image(path);
+    std::uint16_t wanted = 0;
+    static_cast<void>(read_image(path, wanted));
     static_cast<void>(session.page_station());
     const programming_t programming;
     io::issp_t issp{io::keypad_lines()};
@@ -100,6 +87,20 @@ bool reset(session_t& session) {
 
 }  // namespace
 
+io::keypad_image_t read_image(const std::string& path, std::uint16_t& sum) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{
+        std::fopen(zel::system_path(path).c_str(), "re"), &std::fclose};
+    if (!file) {
+        throw refusal_t{"cannot open " + path};
+    }
+    io::keypad_image_t image{};
+    sum = 0;
+    if (io::read_keypad_image(file.get(), image, sum).fault != io::keypad_image_fault_e::none) {
+        throw refusal_t{path + " is no keypad image; hextool check tells why"};
+    }
+    return image;
+}
+
 void add_keypad_commands(CLI::App& app, session_t& session) {
     auto& keypad = add_group(app, "keypad", "The keypad controller of a page station and its firmware");
     constexpr operand_t image{"IMAGE", "Intel HEX; the unit's own image when left out"};
@@ -114,6 +115,7 @@ void add_keypad_commands(CLI::App& app, session_t& session) {
     add_command(keypad, "reset", "Resets the controller", {}, [&session] { return reset(session); });
     add_command<bool>(keypad, "run", "Lets the controller run, or holds it in reset", {{{"on|off", ""}}},
                       [&session](bool on) { return session.page_station().set_keypad_run(on); });
+    add_keypad_steps(keypad, session);
 }
 
 }  // namespace tools::unitctl

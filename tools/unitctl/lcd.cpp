@@ -141,6 +141,7 @@ void add_lcd_commands(CLI::App& app, session_t& session) {
                      });
     add_texts(lcd, session);
     add_screens(lcd, session);
+    add_drawing_commands(lcd, session);
     add_bytes(lcd, session);
 }
 

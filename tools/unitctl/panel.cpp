@@ -1,5 +1,6 @@
 #include "tools/unitctl/families.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -13,7 +14,7 @@ constexpr std::array led_states{"off", "first", "both", "second"};
 constexpr auto step_time = 300ms;
 
 void add_leds(CLI::App& app, session_t& session) {
-    auto& led = add_group(app, "led", "The bi-colour LEDs of a front panel, the key LEDs of a page station");
+    auto& led = add_group(app, "led", "The two-colour LEDs of a front panel, the key LEDs of a page station");
     constexpr const char* states_help = "0 off, 1 first colour, 2 both, 3 second colour";
     add_command<unsigned, int>(led, "one", "Lights one LED of the front panel and puts out all others",
                                {{{"LED", "0 to 20"}, {"STATE", states_help}}},
@@ -25,6 +26,17 @@ void add_leds(CLI::App& app, session_t& session) {
                                    states.at(number) = state;
                                    return session.front_panel().set_leds(states);
                                });
+    add_command<std::vector<int>>(
+        led, "set", "Sets the LEDs of the front panel, from LED 0 on",
+        {{{"STATE", "Of up to 21 LEDs; the others are put out. Like those of one LED"}}},
+        [&session](const std::vector<int>& wanted) {
+            std::array<int, io::panel_led_count> states{};
+            if (wanted.size() > states.size()) {
+                throw refusal_t{"there are 21 LEDs"};
+            }
+            std::ranges::copy(wanted, states.begin());
+            return session.front_panel().set_leds(states);
+        });
     add_command<int>(led, "all", "Lights all LEDs of the front panel alike", {{{"STATE", states_help}}},
                      [&session](int state) { return session.front_panel().set_all_leds(state); });
     struct bank_t {
@@ -45,48 +57,64 @@ void add_leds(CLI::App& app, session_t& session) {
                 [&session] { return session.page_station().send_leds(); });
 }
 
-void walk_front_panel(session_t& session, std::chrono::milliseconds limit) {
+bool walk_front_panel(session_t& session, std::chrono::milliseconds limit) {
     auto& panel = session.front_panel();
     std::size_t at = 0;
+    bool lights = true;
     session.repeat(step_time, limit, [&] {
         const auto led = at / 3 % io::panel_led_count;
         const int state = static_cast<int>(at++ % 3) + 1;
         std::array<int, io::panel_led_count> states{};
         states.at(led) = state;
         std::printf("LED %zu %s\n", led, led_states.at(static_cast<std::size_t>(state)));
-        return panel.set_leds(states);
+        return lights = panel.set_leds(states);
     });
-    static_cast<void>(panel.set_all_leds(0));
+    return panel.set_all_leds(0) && lights;
 }
 
-void walk_page_station(session_t& session, std::chrono::milliseconds limit) {
+bool walk_page_station(session_t& session, std::chrono::milliseconds limit) {
     auto& station = session.page_station();
     int at = 0;
     bool (io::page_station_t::*set)(int, bool, bool) = &io::page_station_t::set_led_a;
+    bool lights = true;
     session.repeat(step_time, limit, [&] {
         std::printf("LED %c %d\n", set == &io::page_station_t::set_led_a ? 'a' : 'b', at);
-        bool sent = (station.*set)(at, true, true) && (station.*set)(at, false, false);
+        lights = (station.*set)(at, true, true) && (station.*set)(at, false, false);
         if (++at == io::page_station_t::led_count) {
             at = 0;
             set = set == &io::page_station_t::set_led_a ? &io::page_station_t::set_led_b
                                                         : &io::page_station_t::set_led_a;
         }
-        return sent;
+        return lights;
     });
-    static_cast<void>(station.send_leds());
+    return station.send_leds() && lights;
+}
+
+bool walk(session_t& session, double seconds) {
+    const std::chrono::milliseconds limit{static_cast<long>(seconds * 1000)};
+    session.open();
+    return io::system_t::is_page_station() ? walk_page_station(session, limit)
+                                           : walk_front_panel(session, limit);
 }
 
 void add_walk(CLI::App& led, session_t& session) {
+    constexpr const char* help = "Lights one LED after the other, in each colour, until Ctrl-C";
+    constexpr const char* limit_help = "Seconds after which to end by itself";
     const auto seconds = std::make_shared<double>(0);
-    add_command(led, "walk", "Lights one LED after the other until Ctrl-C", {}, [&session, seconds] {
-        const std::chrono::milliseconds limit{static_cast<long>(*seconds * 1000)};
-        session.open();
-        if (io::system_t::is_page_station()) {
-            walk_page_station(session, limit);
-        } else {
-            walk_front_panel(session, limit);
+    auto* const flag = led.add_flag("--walk", help);
+    for (auto* const command : led.get_subcommands({})) {
+        command->excludes(flag);
+    }
+    led.add_option("--for", *seconds, limit_help)->needs(flag);
+    add_default(led, [&session, seconds, flag] {
+        if (flag->count() == 0) {
+            throw CLI::RequiredError::Subcommand(1);
         }
-    }).add_option("--for", *seconds, "Seconds after which to end by itself");
+        return walk(session, *seconds);
+    });
+    add_command(led, "walk", "The same as --walk", {}, [&session, seconds] {
+        return walk(session, *seconds);
+    }).add_option("--for", *seconds, limit_help);
 }
 
 void print_buttons(std::uint32_t pressed) {

@@ -1,7 +1,9 @@
 #include "io/mmio.h"
+#include "io/spi.h"
 #include "tools/unitctl/families.h"
 #include "tools/unitctl/register_names.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace tools::unitctl {
@@ -64,6 +66,52 @@ void write(session_t& session, const register_t& place, std::uint32_t value) {
     }
 }
 
+/// The registers of an SPI controller, by the name of its block or as any other place.
+std::byte* spi_at(session_t& session, const std::string& text) {
+    const auto block = find_register(text + ".control");
+    return address_of(session, block ? *block : named_place(text, false));
+}
+
+void transfer(session_t& session, const std::string& text, io::spi_t& spi,
+              const std::vector<std::uint16_t>& words) {
+    auto* const registers = spi_at(session, text);
+    if (words.size() > spi.transmit.size() || spi.bit_count > 16 * spi.receive.size()) {
+        throw refusal_t{"a transfer has sixteen words at most"};
+    }
+    session.claim_display();
+    std::ranges::copy(words, spi.transmit.begin());
+    if (!spi.set_base(registers) || !spi.transfer(true)) {
+        throw refusal_t{""};
+    }
+    for (std::size_t i = 0; i < (spi.bit_count + 15) / 16; ++i) {
+        std::printf("%s%04x", i == 0 ? "" : " ", spi.receive.at(i));
+    }
+    std::puts("");
+}
+
+void add_spi(CLI::App& reg, session_t& session) {
+    struct settings_t {
+        std::uint32_t rate = 1'000'000;
+        std::uint32_t mode = 0;
+    };
+    const auto settings = std::make_shared<settings_t>();
+    auto& spi = add_command<std::string, std::uint32_t, std::vector<std::uint16_t>>(
+        reg, "spi", "Makes one transfer and prints the words received",
+        {{{"PLACE", "front_panel.spi, page_station.spi, controller.spi, or as above"},
+          {"BITS", "1 to 256"},
+          {"WORD", "Words to send, the most significant bit first"}}},
+        [&session, settings](const std::string& text, std::uint32_t bits,
+                             const std::vector<std::uint16_t>& words) {
+            io::spi_t controller;
+            controller.bit_count = bits;
+            controller.bit_rate = settings->rate;
+            controller.mode = settings->mode;
+            transfer(session, text, controller, words);
+        });
+    spi.add_option("--rate", settings->rate, "Bits per second (1000000)");
+    spi.add_option("--mode", settings->mode, "Clock polarity and phase, 0 to 3 (0)");
+}
+
 void list() {
     for (const auto& entry : named_registers()) {
         std::printf("%s%06x  %-2s  %-5s %s\n", entry.place.in_shared_region ? "shared " : "       ",
@@ -91,6 +139,7 @@ void add_register_commands(CLI::App& app, session_t& session) {
             write(session, named_place(text, *is_byte), value);
         })
         .add_flag("--byte", *is_byte, "Eight bits rather than a word");
+    add_spi(reg, session);
     add_command(reg, "list", "Lists the names", {}, list);
 }
 

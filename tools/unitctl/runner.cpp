@@ -42,6 +42,19 @@ class restored_settings_t {
     trace_e trace_;
 };
 
+/// The commands that may stand behind the words given, when these are such as "alert" and not a command yet.
+std::string commands_below(const CLI::App& app) {
+    const auto* last = &app;
+    while (!last->get_subcommands().empty()) {
+        last = last->get_subcommands().front();
+    }
+    std::string names;
+    for (const auto* const command : last->get_subcommands([](const CLI::App*) { return true; })) {
+        names += (names.empty() ? "" : ", ") + command->get_name();
+    }
+    return last == &app ? "" : names;
+}
+
 }  // namespace
 
 int runner_t::run(const words_t& words) {
@@ -60,8 +73,12 @@ int runner_t::parse(CLI::App& app, const words_t& words) {
     } catch (const CLI::ParseError& error) {
         // Found to lack a command before it is found to hold a word that is none.
         const auto unknown = app.remaining(true);
-        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) && !unknown.empty()) {
+        const bool is_required = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+        if (is_required && !unknown.empty()) {
             return report(bad_usage, "no command \"" + unknown.front() + "\" here; see --help");
+        }
+        if (const auto choice = commands_below(app); !choice.empty() && is_required) {
+            return report(bad_usage, "what? " + choice + "; see --help");
         }
         auto& errors = in_script_ ? std::cout : std::cerr;
         return app.exit(error, std::cout, errors) == 0 ? done : bad_usage;
@@ -96,11 +113,13 @@ void runner_t::add_commands(CLI::App& app) {
         "Print no accesses, in a script that is traced");
     add_info_command(app, session_);
     add_controller_commands(app, session_);
+    add_input_commands(app, session_);
     add_panel_commands(app, session_);
     add_lcd_commands(app, session_);
     add_station_commands(app, session_);
     add_keypad_commands(app, session_);
     add_serial_commands(app, session_);
+    add_port_commands(app, session_);
     add_register_commands(app, session_);
     if (extension_) {
         extension_(app, session_);

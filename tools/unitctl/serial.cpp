@@ -19,9 +19,15 @@ bool sweep(session_t& session, std::chrono::milliseconds period) {
     return drawn;
 }
 
-bool animate(session_t& session, double seconds) {
+bool animate(session_t& session, double seconds, const std::optional<std::int32_t>& percent) {
     auto& panel = session.serial_panel();
+    if (percent && *percent < 0) {
+        return false;
+    }
     panel.start();
+    if (percent) {
+        static_cast<void>(panel.set_progress(*percent));
+    }
     std::puts("the worker plays its animation; it ends after a whole pass");
     session.repeat(100ms, std::chrono::milliseconds{static_cast<long>(seconds * 1000)}, [] { return true; });
     panel.stop();
@@ -42,19 +48,24 @@ void add_serial_commands(CLI::App& app, session_t& session) {
     auto& serial = *app.add_subcommand(
         "serial", "The serial front panel: asks whether it is there, then shows something");
     auto& what = *serial.add_option_group("What to show");
-    what.add_option("PERCENT", options->percent, "0 to 999");
-    what.add_flag("--sweep", options->sweep, "Every percentage from 0 to 100");
-    what.add_flag("--clear", options->clear, "Nothing: blank digits, LEDs out");
-    what.add_flag("--close", options->close, "\"OFFL\", as a panel that is given up");
-    what.add_option("--animate", options->animate, "The running squares, for so many seconds");
-    what.require_option(1);
+    auto* const percent = what.add_option("PERCENT", options->percent, "0 to 999");
+    auto* const animation =
+        what.add_option("--animate", options->animate,
+                        "The running squares, for so many seconds; with PERCENT they give way to it");
+    for (auto* const other :
+         {what.add_flag("--sweep", options->sweep, "Every percentage from 0 to 100"),
+          what.add_flag("--clear", options->clear, "Nothing: blank digits, LEDs out"),
+          what.add_flag("--close", options->close, "\"OFFL\", as a panel that is given up")}) {
+        other->excludes(percent)->excludes(animation);
+    }
+    what.require_option(1, 2);
     serial.callback([&session, options] {
         constexpr auto sweep_period = 50ms;
-        const bool done = options->percent       ? session.serial_panel().draw_progress(*options->percent)
-                          : options->sweep       ? sweep(session, sweep_period)
-                          : options->clear       ? session.serial_panel().clear()
-                          : options->animate > 0 ? animate(session, options->animate)
-                                                 : session.serial_panel().close();
+        const bool done = options->animate > 0 ? animate(session, options->animate, options->percent)
+                          : options->percent   ? session.serial_panel().draw_progress(*options->percent)
+                          : options->sweep     ? sweep(session, sweep_period)
+                          : options->clear     ? session.serial_panel().clear()
+                                               : session.serial_panel().close();
         if (!done) {
             throw refusal_t{""};
         }

@@ -51,27 +51,6 @@ void add_keys(CLI::App& app, session_t& session) {
     keys.add_option("--for", watch->seconds, "Seconds after which to end by itself");
 }
 
-void add_station_inputs(CLI::App& app, session_t& session) {
-    auto& inputs = *app.get_subcommand("inputs");
-    add_command(inputs, "word", "Prints the input register of a page station", {}, [&session] {
-        std::uint32_t word = 0;
-        const bool read = session.page_station().read_input(word);
-        return print_if(read, "0x%08x\n", word);
-    });
-    struct input_t {
-        const char* name;
-        bool (io::page_station_t::*read)(bool&);
-    };
-    for (const auto& [name, read] : {input_t{"bit3", &io::page_station_t::read_input_bit3},
-                                     {"bit4", &io::page_station_t::read_input_bit4}}) {
-        add_command(inputs, name, "Prints this input of a page station", {}, [&session, take = read] {
-            bool level = false;
-            const bool is_read = (session.page_station().*take)(level);
-            return print_if(is_read, "%s\n", level ? "on" : "off");
-        });
-    }
-}
-
 }  // namespace
 
 void add_station_commands(CLI::App& app, session_t& session) {
@@ -88,7 +67,6 @@ void add_station_commands(CLI::App& app, session_t& session) {
         return print_if(read, "%u\n", revision);
     });
     add_keys(app, session);
-    add_station_inputs(app, session);
 }
 
 }  // namespace tools::unitctl

@@ -1,0 +1,181 @@
+#include "platform/paths.h"
+#include "platform/system_path.h"
+#include "tools/unitctl/families.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <string_view>
+
+namespace tools::unitctl {
+
+namespace {
+
+/// A setting of the line by the name that people give it.
+template <typename value_t>
+struct named_t {
+    std::string_view name;
+    value_t value;
+};
+
+constexpr std::array speeds{named_t<speed_t>{"1200", B1200},    named_t<speed_t>{"2400", B2400},
+                            named_t<speed_t>{"4800", B4800},    named_t<speed_t>{"9600", B9600},
+                            named_t<speed_t>{"19200", B19200},  named_t<speed_t>{"38400", B38400},
+                            named_t<speed_t>{"57600", B57600},  named_t<speed_t>{"115200", B115200},
+                            named_t<speed_t>{"230400", B230400}};
+constexpr std::array data_bits{named_t<zel::data_bits_e>{"7", zel::data_bits_e::seven},
+                               named_t<zel::data_bits_e>{"8", zel::data_bits_e::eight}};
+constexpr std::array parities{named_t<zel::parity_e>{"none", zel::parity_e::none},
+                              named_t<zel::parity_e>{"odd", zel::parity_e::odd},
+                              named_t<zel::parity_e>{"even", zel::parity_e::even}};
+constexpr std::array stop_bits{named_t<zel::stop_bits_e>{"1", zel::stop_bits_e::one},
+                               named_t<zel::stop_bits_e>{"2", zel::stop_bits_e::two}};
+constexpr std::array flows{named_t<zel::flow_control_e>{"none", zel::flow_control_e::none},
+                           named_t<zel::flow_control_e>{"software", zel::flow_control_e::software},
+                           named_t<zel::flow_control_e>{"hardware", zel::flow_control_e::hardware}};
+
+template <typename value_t, std::size_t count>
+value_t value_of(const std::array<named_t<value_t>, count>& all, const char* what, std::string_view name) {
+    const auto found = std::ranges::find(all, name, &named_t<value_t>::name);
+    if (found != all.end()) {
+        return found->value;
+    }
+    std::string choice;
+    for (const auto& one : all) {
+        choice += (choice.empty() ? "" : ", ") + std::string{one.name};
+    }
+    throw refusal_t{std::string{what} + " is one of " + choice};
+}
+
+/// Opens the port as it was left; nothing is set.
+void open(session_t& session, zel::serial_port& port) {
+    session.claim_display();
+    port.open(zel::system_path(zel::paths::serial_front_panel), O_NONBLOCK);
+}
+
+void print_settings(const zel::serial_port& port) {
+    termios line{};
+    port.get_attributes(line);
+    const auto speed = std::ranges::find(speeds, ::cfgetospeed(&line), &named_t<speed_t>::value);
+    const auto is = [](tcflag_t flags, tcflag_t bit, const char* yes, const char* no) {
+        return (flags & bit) != 0 ? yes : no;
+    };
+    std::printf("%s bit/s, %s data bits, %s, %s, %s flow control\n",
+                speed == speeds.end() ? "other" : std::string{speed->name}.c_str(),
+                (line.c_cflag & CSIZE) == CS8   ? "8"
+                : (line.c_cflag & CSIZE) == CS7 ? "7"
+                                                : "other",
+                (line.c_cflag & PARENB) == 0 ? "no parity"
+                                             : is(line.c_cflag, PARODD, "odd parity", "even parity"),
+                is(line.c_cflag, CSTOPB, "two stop bits", "one stop bit"),
+                (line.c_cflag & CRTSCTS) != 0 ? "hardware" : is(line.c_iflag, IXON, "software", "no"));
+    std::printf("input %s, %s echo, output %s\n", is(line.c_lflag, ICANON, "by lines", "byte by byte"),
+                is(line.c_lflag, ECHO, "with", "no"), is(line.c_oflag, OPOST, "processed", "as it is"));
+}
+
+/// Gives the other end its time, then prints what has come.
+void receive(const zel::serial_port& port, double seconds) {
+    double timeout_ms = seconds * 1000;
+    static_cast<void>(port.wait(timeout_ms, true, false));
+    std::array<std::uint8_t, 256> bytes{};
+    std::size_t count = 0;
+    try {
+        count = port.read(bytes.data(), bytes.size());
+    } catch (const std::exception&) {
+        if (errno != EAGAIN) {
+            throw;
+        }
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        std::printf("%s%02x", i == 0 ? "" : " ", bytes.at(i));
+    }
+    std::puts(count == 0 ? "nothing came" : "");
+}
+
+void add_settings(CLI::App& group, session_t& session) {
+    add_command(group, "settings", "Prints how the line is set", {}, [&session] {
+        zel::serial_port port;
+        open(session, port);
+        print_settings(port);
+    });
+    using text_t = const std::string&;
+    add_command<std::string, std::string, std::string, std::string, std::string>(
+        group, "set", "Sets the line, raw",
+        {{{"SPEED", "1200 to 230400 bit/s; the panel's is 115200"},
+          {"DATA", "7 or 8 bits"},
+          {"PARITY", "none, odd or even"},
+          {"STOP", "1 or 2 bits"},
+          {"FLOW", "none, software or hardware"}}},
+        [&session](text_t speed, text_t data, text_t parity, text_t stop, text_t flow) {
+            zel::serial_port port;
+            open(session, port);
+            port.configure(value_of(speeds, "SPEED", speed), value_of(data_bits, "DATA", data),
+                           value_of(parities, "PARITY", parity), value_of(stop_bits, "STOP", stop),
+                           value_of(flows, "FLOW", flow));
+        });
+    struct change_t {
+        const char* name;
+        const char* help;
+        void (zel::serial_port::*make)() const;
+    };
+    for (const auto& [name, help, make] :
+         {change_t{"raw", "Input byte by byte, no echo", &zel::serial_port::set_raw},
+          {"lines", "Input by lines, with echo", &zel::serial_port::set_canonical},
+          {"processed", "Output is processed", &zel::serial_port::set_output_processing},
+          {"unprocessed", "Output goes out as it is", &zel::serial_port::clear_output_processing}}) {
+        add_command(group, name, help, {}, [&session, change = make] {
+            zel::serial_port port;
+            open(session, port);
+            (port.*change)();
+        });
+    }
+    add_command<int>(group, "timeout", "Sets the time that a read waits for", {{{"MS", "In steps of 100"}}},
+                     [&session](int milliseconds) {
+                         zel::serial_port port;
+                         open(session, port);
+                         port.set_read_timeout(milliseconds);
+                     });
+}
+
+}  // namespace
+
+void add_port_commands(CLI::App& app, session_t& session) {
+    auto& group = add_group(app, "port", "The serial port under the serial front panel, by itself");
+    add_settings(group, session);
+    add_command<std::optional<int>>(
+        group, "break", "Sends a break",
+        {{{"DURATION", "As the system counts it; 0, the default, is 0.25 to 0.5 s"}}},
+        [&session](const std::optional<int>& duration) {
+            zel::serial_port port;
+            open(session, port);
+            port.send_break(duration.value_or(0));
+        });
+    struct sending_t {
+        double answer_seconds = 0;
+    };
+    const auto sending = std::make_shared<sending_t>();
+    add_command<std::vector<std::uint8_t>>(
+        group, "send", "Sends bytes",
+        {{{"BYTE", "0 to 255; 0x95 asks a panel's module whether it is there"}}},
+        [&session, sending](const std::vector<std::uint8_t>& bytes) {
+            zel::serial_port port;
+            open(session, port);
+            port.write(bytes.data(), static_cast<std::ptrdiff_t>(bytes.size()));
+            if (sending->answer_seconds > 0) {
+                receive(port, sending->answer_seconds);
+            }
+        })
+        .add_option("--answer", sending->answer_seconds, "Seconds for the answer, which is printed");
+    add_command<std::optional<double>>(group, "receive", "Prints the bytes that come",
+                                       {{{"SECONDS", "How long to wait for them (1)"}}},
+                                       [&session](const std::optional<double>& seconds) {
+                                           zel::serial_port port;
+                                           open(session, port);
+                                           receive(port, seconds.value_or(1));
+                                       });
+}
+
+}  // namespace tools::unitctl
