@@ -2,6 +2,7 @@
 
 #include "io/control_regs.h"
 #include "io/mmio.h"
+#include "io/platform_tables.h"
 #include "io/refusal.h"
 #include "io/sysfs_file.h"
 #include "platform/log.h"
@@ -11,12 +12,13 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <initializer_list>
+#include <span>
 #include <string>
 
 namespace io {
 
 namespace regs = control_regs;
+namespace boards = platform_tables;
 
 namespace {
 
@@ -26,13 +28,12 @@ zel::scope_logger error() {
     return {zel::loggers::io, zel::log_level_e::error};
 }
 
-bool platform_is_one_of(std::initializer_list<std::uint32_t> ids) {
+bool platform_is_one_of(std::span<const boards::platform_id_t> ids) {
     return std::ranges::find(ids, system_t::platform_id()) != ids.end();
 }
 
-// No FPGA controller block: the status input is a GPIO line of the processor.
 bool has_gpio_line() {
-    return platform_is_one_of({12, 17});
+    return platform_is_one_of(boards::with_gpio_line);
 }
 
 std::optional<int> read_gpio_line() {
@@ -122,7 +123,7 @@ bool control_t::set_alert_enable(bool on) {
 }
 
 bool control_t::set_lamp_brightness(int lamp, double percent) {
-    if (platform_id() != 8) {
+    if (platform_id() != boards::mixer_platform) {
         return true;
     }
     if (lamp != 0 && lamp != 1) {
@@ -140,7 +141,7 @@ bool control_t::set_lamp_brightness(int lamp, double percent) {
 
 bool control_t::get_fan_speed(int fan, std::uint32_t& rpm) {
     rpm = 0;
-    if (!platform_is_one_of({2, 6, 7, 8, 13})) {
+    if (!platform_is_one_of(boards::with_fans)) {
         return true;
     }
     if (fan != 0 && fan != 1) {
@@ -153,7 +154,7 @@ bool control_t::get_fan_speed(int fan, std::uint32_t& rpm) {
     constexpr std::uint32_t overflow = 1U << 21;
     const auto period = (word * 2) & 0x3FFFFE;
     if ((period & overflow) == 0 && period != 0) {
-        rpm = (platform_is_one_of({7, 13}) ? 3'750'000'000U : 4'000'000'000U) / period;
+        rpm = (platform_is_one_of(boards::fans_at_full_speed) ? 3'750'000'000U : 4'000'000'000U) / period;
     }
     return true;
 }
@@ -161,7 +162,7 @@ bool control_t::get_fan_speed(int fan, std::uint32_t& rpm) {
 bool control_t::set_fan_drive(double celsius) {
     double drive = 0;
     bool fixed = true;
-    if (platform_is_one_of({2, 6})) {
+    if (platform_is_one_of(boards::fans_follow_temperature)) {
         if (std::isnan(celsius)) {
             return false;
         }
@@ -169,10 +170,10 @@ bool control_t::set_fan_drive(double celsius) {
         fan_control_ = static_cast<float>(0.9 * static_cast<double>(fan_control_) + 0.1 * target);
         drive = static_cast<double>(fan_control_);
         fixed = false;
-    } else if (platform_is_one_of({7, 13})) {
+    } else if (platform_is_one_of(boards::fans_at_full_speed)) {
         fan_control_ = 1.0F;
         drive = 1.0;
-    } else if (platform_id() == 8) {
+    } else if (platform_id() == boards::mixer_platform) {
         fan_control_ = 1.0F;
         drive = -0.5;
     } else {
@@ -188,7 +189,7 @@ bool control_t::set_fan_drive(double celsius) {
 }
 
 bool control_t::get_temperature(float& celsius, bool cached) {
-    if (platform_is_one_of({12, 14})) {
+    if (platform_is_one_of(boards::with_processor_temperature)) {
         const auto millidegrees = sysfs_file::read_integer(zel::paths::processor_temperature);
         if (!millidegrees) {
             return false;
@@ -200,7 +201,7 @@ bool control_t::get_temperature(float& celsius, bool cached) {
         celsius = std::bit_cast<float>(mmio::read32(shared_area_c() + regs::shared_temperature));
         return true;
     }
-    if (!platform_is_one_of({2, 4, 6, 7, 8, 9, 13})) {
+    if (!platform_is_one_of(boards::with_temperature_sensor)) {
         return true;
     }
     return ready() && read_sensor(celsius);
@@ -247,7 +248,8 @@ bool control_t::get_gpio_line(bool& state) {
         }
         return line.has_value();
     }
-    return !platform_is_one_of({4, 9}) || read_bit(regs::level, regs::input_active_low, state);
+    return !platform_is_one_of(boards::with_input_level) ||
+           read_bit(regs::level, regs::input_active_low, state);
 }
 
 bool control_t::set_output_enable(output_e output, bool on) {

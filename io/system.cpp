@@ -85,16 +85,27 @@ void emulate() {
 }
 
 void settle_first_generation() {
-    const auto platform = platform_property();
-    if (platform == "expc") {
-        settle(12, 1);
-    } else if (platform == "ampc") {
-        settle(17, 2);
-    } else if (platform == "expd") {
-        settle(14, 1);
-    } else {
-        settle(10, 3);
+    const auto& rows = platform_tables::first_generation;
+    const auto* row =
+        std::ranges::find(rows, platform_property(), &platform_tables::first_generation_row_t::platform);
+    if (row == rows.end()) {
+        row = &platform_tables::other_first_generation;
     }
+    settle(row->platform_id, row->slot_count);
+}
+
+const auto* studio_row() {
+    const auto& rows = platform_tables::studios;
+    const auto* const row =
+        std::ranges::find(rows, zel::model_code(), &platform_tables::model_row_t::model_code);
+    return row == rows.end() ? nullptr : row;
+}
+
+std::uint32_t node_slot_count() {
+    const auto& rows = platform_tables::nodes;
+    const auto* const row =
+        std::ranges::find(rows, zel::model_code(), &platform_tables::model_row_t::model_code);
+    return row == rows.end() ? platform_tables::other_node_slot_count : row->slot_count;
 }
 
 void settle_from_fpga_id() {
@@ -170,15 +181,14 @@ std::byte* in_shared_region(std::size_t offset) {
 }  // namespace
 
 system_t::system_t() {
-    const auto model = zel::model_code();
     if (zel::running_in_container() || zel::running_under_hypervisor()) {
         emulate();
     } else if (omap_io_t::instance().present()) {
         settle_first_generation();
     } else if (lite_io_t::instance().present()) {
-        settle(11, 3);
-    } else if (is_studio_model()) {
-        settle(15, model == 93 || model == 94 ? 2 : 7);
+        settle(platform_tables::lite_platform, platform_tables::lite_slot_count);
+    } else if (const auto* const studio = studio_row()) {
+        settle(platform_tables::studio_platform, studio->slot_count);
     } else if (!is_vnode()) {
         trace() << "system_t::system_t() called!";
         if (state.descriptor == -1) {
@@ -187,7 +197,7 @@ system_t::system_t() {
         // A failed open counts as well: the destructor cannot know how the construction went.
         ++state.references;
     } else {
-        state.slot_count = model == 137 ? 3 : 7;
+        state.slot_count = node_slot_count();
     }
     trace() << "IO system -- Platform: " << platform_display_name(state.platform_id);
 }
@@ -242,12 +252,11 @@ bool system_t::is_page_station() {
 }
 
 bool system_t::is_studio_model() {
-    const auto model = zel::model_code();
-    return model == 85 || model == 93 || model == 94 || model == 100;
+    return studio_row() != nullptr;
 }
 
 bool system_t::is_vnode() {
-    return platform_property() == "vnode";
+    return platform_property() == platform_tables::node_platform;
 }
 
 const system_t& hardware_root() {

@@ -5,8 +5,10 @@
 #include <string_view>
 
 /// The family's product list. To add a product, add its row to `products`; to add a platform, its row to
-/// `platforms`. The look-ups follow by themselves; a name, code or part-number text that stands twice, or a
-/// row out of order, does not compile.
+/// `platforms`. The look-ups of product_tables.h follow by themselves. What a product or platform means to
+/// the hardware, its slots and displays, stands in io/platform_tables.h and follows from nothing here. A
+/// platform's name, a product's code or a part-number text that stands twice, or a row out of order, does not
+/// compile.
 namespace zel::product_list {
 
 /// Platform code by the text of "/sys/config/platform", in the order of the texts.

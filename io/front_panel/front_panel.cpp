@@ -5,6 +5,7 @@
 #include "io/lcd/graphics.h"
 #include "io/lcd/lcd_bus.h"
 #include "io/mmio.h"
+#include "io/platform_tables.h"
 #include "io/refusal.h"
 #include "platform/console.h"
 #include "platform/identity.h"
@@ -37,11 +38,12 @@ constexpr std::uint16_t end_of_frame = 0x4000;
 }  // namespace
 
 bool front_panel_t::is_supported() {
-    constexpr std::array<std::uint32_t, 5> platforms{1, 2, 5, 6, 7};
-    constexpr int code_without_panel = 6;
-    const auto model = zel::model_code();
-    return std::ranges::find(platforms, platform_id()) != platforms.end() &&
-           zel::platform_identity().platform != code_without_panel && model != 66 && model != 67;
+    using platform_tables::models_without_front_panel;
+    using platform_tables::with_front_panel;
+    return std::ranges::find(with_front_panel, platform_id()) != with_front_panel.end() &&
+           zel::platform_identity().platform != platform_tables::platform_code_without_front_panel &&
+           std::ranges::find(models_without_front_panel, zel::model_code()) ==
+               models_without_front_panel.end();
 }
 
 bool front_panel_t::initialise(bool reset) {

@@ -1,5 +1,6 @@
 #include "io/serial/io_lx4s.h"
 
+#include "io/platform_tables.h"
 #include "io/serial/seven_segment.h"
 #include "io/system.h"
 #include "platform/exceptions.h"
@@ -17,8 +18,6 @@
 namespace io {
 
 namespace {
-
-constexpr std::uint32_t panel_platform = 9;
 
 constexpr char probe = '\x95';
 constexpr char probe_answer = 'C';
@@ -62,7 +61,7 @@ io_lx4s_t::~io_lx4s_t() {
 }
 
 bool io_lx4s_t::init(bool full) {
-    if (system_t::platform_id() != panel_platform) {
+    if (system_t::platform_id() != platform_tables::serial_panel_platform) {
         log() << "io::io_lx4s: This is not an LX-4s!!";
         return false;
     }

@@ -1,5 +1,6 @@
 #include "io/lite_io.h"
 #include "io/omap_io.h"
+#include "io/platform_tables.h"
 #include "platform/identity.h"
 #include "tools/unitctl/daemon_search.h"
 #include "tools/unitctl/families.h"
@@ -84,10 +85,9 @@ void add_platform(facts_t& facts, session_t& session) {
 
 /// The display, and what it tells of itself.
 void add_display(facts_t& facts, session_t& session) {
-    constexpr std::uint32_t serial_platform = 9;
     const bool has_panel = io::front_panel_t::is_supported();
     const bool has_station = io::system_t::is_page_station();
-    const bool has_serial = io::system_t::platform_id() == serial_platform;
+    const bool has_serial = io::system_t::platform_id() == io::platform_tables::serial_panel_platform;
     facts.push_back({"display", "Display",
                      std::string{has_panel     ? "LCD front panel"
                                  : has_station ? "page station"

@@ -2,11 +2,13 @@
 
 #include "io/lcd/fonts.h"
 #include "io/lcd/graphics.h"
+#include "io/platform_tables.h"
 #include "ipc/property_client.h"
 #include "platform/identity.h"
 #include "tools/unitctl/bus_trace.h"
 #include "tools/unitctl/daemon_search.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <optional>
@@ -39,8 +41,8 @@ class interruptible_t {
 /// The status input of these platforms is a line of the processor. Their controller's bring-up takes it away
 /// from whoever holds it, and reading it needs no bring-up.
 bool has_gpio_line() {
-    const auto platform = io::system_t::platform_id();
-    return platform == 12 || platform == 17;
+    const auto& platforms = io::platform_tables::with_gpio_line;
+    return std::ranges::find(platforms, io::system_t::platform_id()) != platforms.end();
 }
 
 std::optional<zel::platform_t> read_identity() {
