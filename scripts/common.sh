@@ -33,10 +33,19 @@ may_become_root() {
 enter_fresh_root() {
     local architecture=$1 packages=$2
     shift 2
+    make_root
+    scripts/fresh-root "$made_root" "$architecture" "$packages"
+    enter_made_root "$@"
+}
+
+# Its two halves, for a root that is filled in another way: an empty one in $made_root, and the start in it.
+make_root() {
     [ "$(id -u)" -eq 0 ] || fail "a fresh root takes root to make" "Run it as root or with sudo."
     made_root=$(mktemp -d /var/tmp/fwstatus-root.XXXXXX)
     trap 'rm -rf "$made_root"' EXIT
-    scripts/fresh-root "$made_root" "$architecture" "$packages"
+}
+
+enter_made_root() {
     local status=0
     root=$made_root unshare --mount --pid --fork --kill-child "$script" "$@" || status=$?
     exit "$status"
