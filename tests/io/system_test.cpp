@@ -1,4 +1,5 @@
 #include "io/mmio.h"
+#include "io/platform_tables.h"
 #include "io/system.h"
 #include "sim/board/board.h"
 #include "sim/peers/engine.h"
@@ -110,7 +111,8 @@ TEST(system, an_unknown_fpga_keeps_the_slots_of_the_platform_held_if_any) {
         const tests::checked_unit_t unknown{"unknown-fpga"};
         const system_t hardware;
         EXPECT_TRUE(unknown.log.has("[error] unrecognized platform ID: 0\n"));
-        EXPECT_STREQ(system_t::platform_display_name(19), "Unrecognized");
+        EXPECT_STREQ(system_t::platform_display_name(io::platform_tables::display_names.size()),
+                     "Unrecognized");
     }
     tests::checked_unit_t unit{"large-base-unit"};
     std::make_unique<system_t>().reset();

@@ -61,7 +61,7 @@ TEST(identity, that_two_attempts_do_not_get_ends_the_process) {
 TEST(identity, of_an_unlisted_platform_is_out_of_range_and_of_an_unlisted_part_number_0) {
     answers = {7};
     properties["/sys/config/arch"] = "sparc";
-    properties["/sys/config/part_number"] = "XX-1";
+    properties["/sys/config/part_number"] = "not listed";
     zel::identify(&connect);
     EXPECT_EQ(zel::platform_identity().arch, 0);
     EXPECT_EQ(zel::platform_identity().part_number, 0U);
