@@ -1,13 +1,16 @@
 # One library per folder of the tree.
 #
-# fwstatus_folder(FOLDER [OBJECT] [NAME name] [DEPENDS other ...] [LIBRARIES lib ...] [SOURCES file ...])
+# fwstatus_folder(FOLDER [OBJECT] [SINGLY] [NAME name] [DEPENDS other ...] [LIBRARIES lib ...] [SOURCES file ...])
 #
 # makes the library `fwstatus_FOLDER` (or `fwstatus_NAME`; a folder in a folder, "io/lcd", is `fwstatus_io_lcd`)
 # from the sources in FOLDER. A folder's headers are reached as "FOLDER/header.h" through an include directory
 # that holds nothing but the headers of that one folder, so that a file can include only what its library states
 # as a dependency: a wrong include direction does not compile.
+#
+# SINGLY keeps the library's files apart in a build that compiles several at once: a program on a desk that needs
+# one of them must not be given, with its neighbours, what only a unit has.
 function(fwstatus_folder folder)
-  cmake_parse_arguments(arg "OBJECT" "NAME" "DEPENDS;LIBRARIES;SOURCES" ${ARGN})
+  cmake_parse_arguments(arg "OBJECT;SINGLY" "NAME" "DEPENDS;LIBRARIES;SOURCES" ${ARGN})
   string(REPLACE "/" "_" flat ${folder})
   if(NOT arg_NAME)
     set(arg_NAME ${flat})
@@ -25,6 +28,9 @@ function(fwstatus_folder folder)
     target_link_libraries(fwstatus_${arg_NAME} PUBLIC fwstatus_${other})
   endforeach()
   target_link_libraries(fwstatus_${arg_NAME} PRIVATE fwstatus_warnings fwstatus_hardening ${arg_LIBRARIES})
+  if(arg_SINGLY)
+    set_target_properties(fwstatus_${arg_NAME} PROPERTIES UNITY_BUILD OFF)
+  endif()
   if(NOT FWSTATUS_STATIC)
     set_target_properties(fwstatus_${arg_NAME} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   endif()

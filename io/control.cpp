@@ -1,12 +1,11 @@
 #include "io/control.h"
 
 #include "io/control_regs.h"
+#include "io/driver_log.h"
 #include "io/mmio.h"
 #include "io/platform_tables.h"
 #include "io/refusal.h"
 #include "io/sysfs_file.h"
-#include "platform/log.h"
-#include "platform/logger_names.h"
 #include "platform/paths.h"
 
 #include <algorithm>
@@ -23,10 +22,6 @@ namespace boards = platform_tables;
 namespace {
 
 constexpr const char* gpio_line = "113";
-
-zel::scope_logger error() {
-    return {zel::loggers::io, zel::log_level_e::error};
-}
 
 bool platform_is_one_of(std::span<const boards::platform_id_t> ids) {
     return std::ranges::find(ids, system_t::platform_id()) != ids.end();

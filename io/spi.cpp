@@ -6,8 +6,6 @@
 
 namespace io {
 
-namespace regs = spi_regs;
-
 namespace {
 
 constexpr int poll_budget = 100'000;
@@ -19,7 +17,7 @@ constexpr std::uint32_t rate_value(std::uint32_t bit_rate) {
 
 bool wait_until_done(const std::byte* status) {
     for (int poll = 0; poll < poll_budget; ++poll) {
-        if (regs::transfer_done.get(mmio::read32(status)) != 0) {
+        if (spi_regs::transfer_done.get(mmio::read32(status)) != 0) {
             return true;
         }
     }
@@ -40,38 +38,39 @@ bool spi_t::transfer(bool read) {
     if (registers_ == nullptr) {
         return refuse("invalid SPI controller base address");
     }
-    if (regs::busy.get(mmio::read32(registers_ + regs::control)) != 0) {
+    if (spi_regs::busy.get(mmio::read32(registers_ + spi_regs::control)) != 0) {
         return refuse("SPI controller busy");
     }
     // A longer transfer runs with the low 8 bits of its length; there are never more than sixteen words.
-    const auto words = bit_count >= 16 * regs::data_words ? regs::data_words
-                                                          : static_cast<std::size_t>((bit_count + 15) / 16);
+    const auto words = bit_count >= 16 * spi_regs::data_words
+                           ? spi_regs::data_words
+                           : static_cast<std::size_t>((bit_count + 15) / 16);
     for (std::size_t i = 0; i < words; ++i) {
-        mmio::write32(registers_ + regs::transmit + regs::data_stride * i, transmit[i]);
+        mmio::write32(registers_ + spi_regs::transmit + spi_regs::data_stride * i, transmit[i]);
     }
     if (mode > 3) {
         return refuse("invalid SPI mode");
     }
     const auto value = rate_value(bit_rate);
-    if (value == 0 || value > regs::rate_value.mask()) {
+    if (value == 0 || value > spi_regs::rate_value.mask()) {
         return refuse("invalid SPI bit rate");
     }
     if (bit_count == 0) {
         return refuse("invalid SPI bit size");
     }
-    const auto control = regs::option_b.set(regs::option_a.set(mode, option_a), option_b);
-    mmio::write32(registers_ + regs::command, regs::prepare);
-    mmio::write32(registers_ + regs::control, control);
-    mmio::write32(registers_ + regs::rate, value);
-    mmio::write32(registers_ + regs::length, regs::length_value.set(0, bit_count - 1));
-    mmio::write32(registers_ + regs::command, regs::start);
-    if (!wait_until_done(registers_ + regs::control)) {
+    const auto control = spi_regs::option_b.set(spi_regs::option_a.set(mode, option_a), option_b);
+    mmio::write32(registers_ + spi_regs::command, spi_regs::prepare);
+    mmio::write32(registers_ + spi_regs::control, control);
+    mmio::write32(registers_ + spi_regs::rate, value);
+    mmio::write32(registers_ + spi_regs::length, spi_regs::length_value.set(0, bit_count - 1));
+    mmio::write32(registers_ + spi_regs::command, spi_regs::start);
+    if (!wait_until_done(registers_ + spi_regs::control)) {
         return refuse("SPI transfer timed out");
     }
     if (read) {
         for (std::size_t i = 0; i < words; ++i) {
-            receive[i] =
-                static_cast<std::uint16_t>(mmio::read32(registers_ + regs::receive + regs::data_stride * i));
+            receive[i] = static_cast<std::uint16_t>(
+                mmio::read32(registers_ + spi_regs::receive + spi_regs::data_stride * i));
         }
     }
     return true;

@@ -1,5 +1,6 @@
 #include "io/system.h"
 
+#include "io/driver_log.h"
 #include "io/lite_io.h"
 #include "io/mmio.h"
 #include "io/omap_io.h"
@@ -46,10 +47,6 @@ constinit state_t state;
 
 zel::scope_logger trace() {
     return {zel::loggers::io, zel::log_level_e::trace};
-}
-
-zel::scope_logger error() {
-    return {zel::loggers::io, zel::log_level_e::error};
 }
 
 void settle(std::uint32_t platform_id, std::uint32_t slot_count) {

@@ -6,11 +6,11 @@
 #include "sim/show/lcd_reading.h"
 #include "sim/show/picture.h"
 #include "sim/show/seven_segment_picture.h"
+#include "sim/show/text_lines.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <sstream>
 
 namespace sim {
 
@@ -18,15 +18,6 @@ namespace {
 
 constexpr unsigned picture_scale = 4;
 constexpr double bar_accuracy = 0.6;  // a percent is two pixels and a bit
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream{text};
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 std::string backlight_text(int level) {
     return "backlight " + std::to_string(level);

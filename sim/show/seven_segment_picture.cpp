@@ -45,10 +45,10 @@ bool lit(unsigned bits, unsigned bit) {
     return (bits >> bit & 1u) != 0;
 }
 
-void fill(pixels_t& pixels, unsigned left, unsigned top, unsigned width, unsigned height,
+void fill(pixels_t& pixels, unsigned left, unsigned top, unsigned columns, unsigned rows,
           pixels_t::colour_t colour) {
-    for (unsigned y = top; y < top + height; ++y) {
-        for (unsigned x = left; x < left + width; ++x) {
+    for (unsigned y = top; y < top + rows; ++y) {
+        for (unsigned x = left; x < left + columns; ++x) {
             pixels.at(x, y) = colour;
         }
     }

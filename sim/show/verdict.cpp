@@ -63,11 +63,11 @@ std::optional<int> plain_percent(const std::optional<std::string>& text) {
     return plain ? std::optional{value} : std::nullopt;
 }
 
-std::vector<std::string> without_leading_idle(std::vector<std::string> states) {
-    if (!states.empty() && states.front() == "idle") {
-        states.erase(states.begin());
+std::vector<std::string> without_leading_idle(std::vector<std::string> shown) {
+    if (!shown.empty() && shown.front() == "idle") {
+        shown.erase(shown.begin());
     }
-    return states;
+    return shown;
 }
 
 class judge_t {

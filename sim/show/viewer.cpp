@@ -1,5 +1,6 @@
 #include "sim/show/viewer.h"
 
+#include "sim/show/text_lines.h"
 #include "sim/unit/troubles.h"
 
 #include <sys/ioctl.h>
@@ -7,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <sstream>
 
 namespace sim {
 
@@ -49,26 +49,14 @@ std::string clipped(const std::string& line, unsigned columns) {
     return result;
 }
 
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream{text};
-    for (std::string line; std::getline(stream, line);) {
-        if (!line.empty() && line.back() == '\r') {
-            line.pop_back();
-        }
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 std::string short_name(const std::string& property) {
     return property.substr(property.rfind('/') + 1);
 }
 
 // As long as asked for, whatever it was.
-std::string fitted(std::string text, std::size_t width) {
-    text.resize(std::min(text.size(), width));
-    return text + std::string(width - text.size(), ' ');
+std::string fitted(std::string text, std::size_t columns) {
+    text.resize(std::min(text.size(), columns));
+    return text + std::string(columns - text.size(), ' ');
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "sim/unit/unit.h"
+#include "tests/property_names.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -17,10 +18,6 @@ namespace {
 namespace fs = std::filesystem;
 using sim::notification_t;
 using kind_e = sim::notification_t::kind_e;
-
-constexpr const char* state = "/sys/fw_status/state";
-constexpr const char* progress = "/sys/fw_status/progress";
-constexpr const char* detail = "/sys/fw_status/detail";
 
 std::string link(sim::unit_t& unit, const std::string& name) {
     return fs::read_symlink("/proc/" + std::to_string(unit.daemon().pid()) + "/" + name);
@@ -60,16 +57,16 @@ TEST(daemon, publishes_an_update_in_file_and_notifications) {
     EXPECT_TRUE(fs::exists(unit->root().file("/usr/zel/www/fw_status.xml")));
     EXPECT_EQ(unit->notifications().counts().progresses, 0u) << "nothing is sent while idle";
 
-    unit->engine().set(state, "initializing");
+    unit->engine().set(properties::state, "initializing");
     ASSERT_TRUE(unit->run_passes(3));
-    unit->engine().set(progress, "0x20");
-    unit->engine().set(detail, "Block 3 of 9");
-    unit->engine().set(state, "fw_write");
+    unit->engine().set(properties::progress, "0x20");
+    unit->engine().set(properties::detail, "Block 3 of 9");
+    unit->engine().set(properties::state, "fw_write");
     ASSERT_TRUE(sim::wait_until([&] { return unit->status().element("state") == "fw_write"; }));
     EXPECT_EQ(unit->status().element("progress") + unit->status().element("detail"), "32Block 3 of 9");
-    unit->engine().set(state, "idle");
+    unit->engine().set(properties::state, "idle");
     ASSERT_TRUE(unit->run_passes(3));
-    unit->engine().set(state, "error");
+    unit->engine().set(properties::state, "error");
     ASSERT_TRUE(sim::wait_until([&] { return unit->notifications().counts().begins == 2; }));
 
     auto received = unit->notifications().received_so_far();

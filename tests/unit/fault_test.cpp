@@ -1,6 +1,7 @@
 #include "sim/show/display_view.h"
 #include "sim/unit/faults.h"
 #include "sim/unit/unit.h"
+#include "tests/property_names.h"
 
 #include <gtest/gtest.h>
 
@@ -23,23 +24,19 @@ namespace {
 using sim::unit_t;
 using sim::works_t;
 
-constexpr const char* state = "/sys/fw_status/state";
-constexpr const char* progress = "/sys/fw_status/progress";
-constexpr const char* detail = "/sys/fw_status/detail";
-
 constexpr works_t everything{};
 
 sim::unit_builder_t in_the_middle_of_an_update(std::string_view kind) {
     return std::move(sim::unit_builder_t{kind}.prepared_by([](unit_t& unit) {
-        unit.engine().set(state, "fw_write");
-        unit.engine().set(progress, "10");
+        unit.engine().set(properties::state, "fw_write");
+        unit.engine().set(properties::progress, "10");
     }));
 }
 
 /// Publishes a percentage and checks that it goes wherever it can go; where there is no news, the old one.
 void expect_report(unit_t& unit, const works_t& works, const std::string& percent, const std::string& old) {
     unit.notifications().forget_received();
-    unit.engine().set(progress, percent);
+    unit.engine().set(properties::progress, percent);
     const auto& shown = works.news ? percent : old;
     if (works.file) {
         EXPECT_TRUE(sim::wait_until([&] { return unit.status().element("progress") == shown; }))
@@ -131,7 +128,8 @@ TEST_P(service_pass, reports_what_it_can_while_a_system_call_fails) {
     }
     ASSERT_EQ(unit->start_daemon(under_strace(*unit, how)), 0);
     ASSERT_TRUE(sim::wait_until([&, news = 0]() mutable {
-        unit->engine().set(detail, std::to_string(++news));  // something to read, for the call that reads
+        unit->engine().set(properties::detail,
+                           std::to_string(++news));  // something to read, for the call that reads
         std::this_thread::sleep_for(
             std::chrono::milliseconds{20});  // and no more than a traced process can take
         return unit->root().read_file("/sim/strace").find("(INJECTED)") != std::string::npos;
@@ -159,7 +157,7 @@ TEST_F(traced, pass_makes_the_calls_that_are_made_to_fail_and_no_other) {
         ASSERT_EQ(unit->start_daemon(under_strace(*unit, {})), 0);
         ASSERT_TRUE(unit->run_passes(20));
         const auto start = unit->root().read_file("/sim/strace").size();
-        unit->engine().set(detail, "Block 2 of 9");
+        unit->engine().set(properties::detail, "Block 2 of 9");
         ASSERT_TRUE(unit->run_passes(50));
         std::istringstream trace{unit->root().read_file("/sim/strace").substr(start)};
         std::set<std::string> seen;

@@ -1,6 +1,7 @@
 #include "sim/show/display_view.h"
 #include "sim/show/verdict.h"
 #include "sim/unit/unit.h"
+#include "tests/property_names.h"
 
 #include <gtest/gtest.h>
 
@@ -19,8 +20,8 @@ TEST_P(verdict, notices_another_percentage_or_state_on_the_display) {
     auto unit = sim::unit_builder_t{GetParam()}.start();
     const auto display = sim::make_display_view(*unit);
     const auto publish = [&](const std::string& state, const std::string& progress) {
-        unit->engine().set("/sys/fw_status/state", state);
-        unit->engine().set("/sys/fw_status/progress", progress);
+        unit->engine().set(properties::state, state);
+        unit->engine().set(properties::progress, progress);
     };
     const auto difference = [&](std::chrono::seconds patience) {
         return sim::difference_to_published(*unit, display.get(), {.file = false}, patience);
