@@ -1,6 +1,7 @@
 #include "sim/peers/serial_module.h"
 #include "sim/show/seven_segment_picture.h"
 
+#include <CLI/CLI.hpp>
 #include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
@@ -8,7 +9,6 @@
 
 #include <array>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <string>
 
@@ -117,14 +117,15 @@ void run() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 1) {
-        const bool wanted = std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0;
-        std::fputs(help, wanted ? stdout : stderr);
-        return wanted ? 0 : 2;
-    }
     try {
+        CLI::App app{"", "serial_panel"};
+        app.parse(argc, argv);
         run();
         return 0;
+    } catch (const CLI::ParseError& ending) {
+        const bool is_asked_for = ending.get_exit_code() == 0;
+        std::fputs(help, is_asked_for ? stdout : stderr);
+        return is_asked_for ? 0 : 2;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "serial_panel: %s\n", error.what());
         return 1;

@@ -19,10 +19,13 @@
 #include "sim/show/picture.h"
 #include "sim/show/seven_segment_picture.h"
 
+#include <CLI/CLI.hpp>
+
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
+#include <exception>
 #include <iterator>
 #include <string>
 
@@ -107,10 +110,18 @@ void transcribe_status_file(const sim::bench_unit_t& unit) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    const auto* const definition = sim::find_unit(argc == 2 ? argv[1] : "");
+static int run(int argc, char** argv) {
+    std::string kind;
+    CLI::App app{"Prints all that the drivers say to one kind of unit", "transcript"};
+    app.add_option("UNIT", kind, "one of unit_sim --list-units")->required();
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& ending) {
+        return app.exit(ending) == 0 ? 0 : 2;
+    }
+    const auto* const definition = sim::find_unit(kind);
     if (definition == nullptr) {
-        std::fputs("usage: transcript UNIT      one of unit_sim --list-units\n", stderr);
+        std::fprintf(stderr, "transcript: no unit \"%s\"; unit_sim --list-units tells them\n", kind.c_str());
         return 2;
     }
     zel::setup_logging("transcript", "stdout_color_sink_st");
@@ -127,4 +138,13 @@ int main(int argc, char** argv) {
     transcribe_status_file(unit);
     std::printf("== devices\n%s", sim::violations().c_str());
     return sim::violations().empty() ? 0 : 1;
+}
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "transcript: %s\n", error.what());
+        return 1;
+    }
 }
