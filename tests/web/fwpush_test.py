@@ -8,6 +8,7 @@ import signal
 import ssl
 import subprocess
 import tempfile
+import termios
 import threading
 import time
 import unittest
@@ -282,6 +283,31 @@ class Push(unittest.TestCase):
         with tempfile.NamedTemporaryFile() as empty:
             for image in ("/nonexistent", "/tmp", "/dev/zero", empty.name):
                 self.assertEqual(result(image, "127.0.0.1:9"), 3, image)
+
+    def test_a_password_is_asked_for_unseen_and_the_terminal_given_back(self):
+        unit = Unit()
+        unit.user = "Basic b3A6c2VjcmV0"  # op:secret
+
+        def answer(keys):
+            """What the terminal showed, whether it shows keys afterwards, and how fwpush ended."""
+            ours, its = pty.openpty()
+            process = subprocess.Popen(["setsid", "--ctty", FWPUSH, "--json", "--user", "op", self.image.name,
+                                        unit.name], stdin=its, stdout=subprocess.PIPE, stderr=its)
+            seen = b""
+            while b"units: " not in seen:
+                seen += os.read(ours, 1000)
+            os.write(ours, keys)
+            printed = process.communicate(timeout=30)[0]
+            os.set_blocking(ours, False)
+            seen += os.read(ours, 1000)
+            echoes = bool(termios.tcgetattr(its)[3] & termios.ECHO)
+            os.close(its)
+            os.close(ours)
+            return seen + printed, echoes, process.returncode
+        seen, echoes, status_given = answer(b"secret\n")
+        self.assertEqual((b"secret" in seen, echoes, status_given), (False, True, 0), seen)
+        self.assertEqual(unit.received, IMAGE)
+        self.assertEqual(answer(b"sec\x03")[1:], (True, -signal.SIGINT))
 
     def test_bars_fit_a_terminal_with_fewer_lines_than_units(self):
         units = [Unit(fw_upload=["unsupported hardware"]), *(Unit() for _ in range(39))]
