@@ -3,6 +3,7 @@
 import concurrent.futures
 import pathlib
 import re
+import shutil
 import signal
 import socket
 import subprocess
@@ -34,9 +35,10 @@ class exporter_t:
         status, text = self.probe(target, **headers)
         if status != 200:
             raise AssertionError(text)
-        lint = subprocess.run(["promtool", "check", "metrics"], input=text, capture_output=True, text=True, check=False)
-        if lint.returncode or lint.stdout or lint.stderr:
-            raise AssertionError(lint.stdout + lint.stderr + text)
+        if shutil.which("promtool"):
+            lint = subprocess.run(["promtool", "check", "metrics"], input=text, capture_output=True, text=True, check=False)
+            if lint.returncode or lint.stdout or lint.stderr:
+                raise AssertionError(lint.stdout + lint.stderr + text)
         found = dict(line.rsplit(" ", 1) for line in text.splitlines() if not line.startswith("#"))
         del found["fwstatus_probe_duration_seconds"]
         return {name: float(value) for name, value in found.items() if float(value)}
@@ -95,6 +97,7 @@ def endless(first, piece):
 
 
 class exporter_test(unittest.TestCase):
+    @harness.takes("lighttpd")
     def test_tells_of_an_update_on_a_real_unit(self):
         unit = harness.unit_t()
         server = harness.server_t("lighttpd", unit.www)
@@ -224,6 +227,7 @@ class exporter_test(unittest.TestCase):
         self.assertGreaterEqual(statuses.count(200), 3)
         wait_for(lambda: "probes_running 0\n" in fetch(exporter.url + "/metrics")[2].decode())
 
+    @harness.takes("nginx")
     def test_https(self):
         unit = harness.unit_t()
         with tempfile.TemporaryDirectory() as keys:

@@ -12,6 +12,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import unittest
 import urllib.error
 import urllib.request
 
@@ -29,6 +30,11 @@ def program(name):
     if not found:
         sys.exit(f"{name} is not below {build}: build it first")
     return str(max(found, key=lambda path: path.stat().st_mtime))
+
+
+def takes(server):
+    """For a test that is left out where that web server is not installed."""
+    return unittest.skipUnless(os.access(f"/usr/sbin/{server}", os.X_OK), f"{server} is not installed")
 
 
 def wait_for(what, seconds=10.0, every=0.02):
