@@ -261,7 +261,11 @@ int move_key_of_running_unit(const options_t& options) {
     if (!unit.has_front_panel && !unit.has_page_station) {
         throw std::runtime_error{"a " + std::string{unit.name} + " has no keys"};
     }
-    sim::move_key(unit, options.press ? *options.press : *options.release, options.press.has_value());
+    const auto number = options.press ? *options.press : *options.release;
+    if (number >= (unit.has_front_panel ? 3U : 64U)) {
+        throw std::runtime_error{"a " + std::string{unit.name} + " has no key " + std::to_string(number)};
+    }
+    sim::move_key(unit, number, options.press.has_value());
     return 0;
 }
 
