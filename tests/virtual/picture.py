@@ -1,4 +1,5 @@
-"""Takes the picture of a virtual unit that the README shows: picture.py FILE. Boots one for it (scripts/virtual-unit)."""
+"""Takes the picture of a virtual unit that the README shows: picture.py FILE [OPTION ...], with options of
+scripts/virtual-unit, which boots one for it."""
 import base64
 import fcntl
 import html
@@ -24,7 +25,7 @@ def screen(percent):
     """What stands on the terminal once the unit has written that much of an image."""
     process, terminal = pty.fork()
     if process == 0:
-        os.execv(TREE / "scripts" / "virtual-unit", ["virtual-unit"])
+        os.execv(TREE / "scripts" / "virtual-unit", ["virtual-unit", *sys.argv[2:]])
     fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", ROWS, COLUMNS, 0, 0))
     painted = ""
     try:

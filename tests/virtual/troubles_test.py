@@ -17,6 +17,11 @@ def run(*arguments, **options):
                           **options)
 
 
+def as_at_a_prompt():
+    """A shell's job in the background ignores Ctrl-C, and would hand that on."""
+    signal.signal(signal.SIGINT, signal.default_int_handler)
+
+
 def descendants(process):
     """Processes below one, as (pid, name)."""
     found = []
@@ -63,7 +68,7 @@ class Troubles(unittest.TestCase):
     def test_nothing_stays_however_it_ends(self):
         for number in signal.SIGKILL, signal.SIGTERM, signal.SIGINT:
             with subprocess.Popen([PROGRAM, "--no-prepare", "--plain"], stdout=subprocess.DEVNULL,
-                                  stderr=subprocess.DEVNULL) as process:
+                                  stderr=subprocess.DEVNULL, preexec_fn=as_at_a_prompt) as process:
                 end = time.monotonic() + 30
                 while len(below := descendants(process.pid)) < 2 and time.monotonic() < end:
                     time.sleep(0.1)
