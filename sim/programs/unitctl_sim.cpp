@@ -14,6 +14,7 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -48,12 +49,27 @@ void require_unit() {
     }
 }
 
-/// What devices did not understand since the last call.
+/// What devices did not understand since the last call, the same in a row on one line.
 void print_violations() {
     static std::size_t printed = 0;
     const auto all = sim::violations();
-    std::fputs(all.substr(std::min(printed, all.size())).c_str(), stdout);
+    std::istringstream fresh{all.substr(std::min(printed, all.size()))};
     printed = all.size();
+    std::string last;
+    std::size_t times = 0;
+    const auto print_last = [&] {
+        if (times != 0) {
+            std::printf(times == 1 ? "%s\n" : "%s x %zu\n", last.c_str(), times);
+        }
+    };
+    for (std::string line; std::getline(fresh, line); ++times) {
+        if (line != last) {
+            print_last();
+            last = line;
+            times = 0;
+        }
+    }
+    print_last();
 }
 
 void show_frame(std::size_t number) {

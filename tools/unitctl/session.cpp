@@ -9,6 +9,7 @@
 #include "tools/unitctl/daemon_search.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <optional>
@@ -21,21 +22,29 @@ namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-/// While it lives, Ctrl-C ends what is repeated rather than the process.
+/// While it lives, Ctrl-C ends what is repeated rather than the process, and so does who ends the process or
+/// closes its terminal.
 class interruptible_t {
   public:
     interruptible_t() {
         interrupted = 0;
         struct sigaction action {};
         action.sa_handler = [](int) { interrupted = 1; };
-        ::sigaction(SIGINT, &action, &previous_);
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            ::sigaction(signals.at(i), &action, &previous_.at(i));
+        }
     }
     interruptible_t(const interruptible_t&) = delete;
     interruptible_t& operator=(const interruptible_t&) = delete;
-    ~interruptible_t() { ::sigaction(SIGINT, &previous_, nullptr); }
+    ~interruptible_t() {
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            ::sigaction(signals.at(i), &previous_.at(i), nullptr);
+        }
+    }
 
   private:
-    struct sigaction previous_ {};
+    static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
+    std::array<struct sigaction, signals.size()> previous_{};
 };
 
 /// The status input of these platforms is a line of the processor. Their controller's bring-up takes it away

@@ -64,7 +64,16 @@ expect 0 'button 0 down, button 1 up, button 2 down' --force buttons
 expect 0 '' --force led one 20 3
 expect 0 'LEDs: 20 second colour, the others dark' show indicators
 
-# So does the daemon: its next picture is on the glass that unitctl shows, and a bus that hangs hangs for it.
+# Ctrl-C ends the walk, and leaves the LEDs dark.
+walk=$(timeout --preserve-status -s INT 1.5 "$unitctl" --force led --walk)
+status=$?
+if [ $status -ne 0 ] || ! grep -q 'LED 0 second' <<<"$walk"; then
+    echo "led --walk, interrupted: status $status, $walk"
+    failed=1
+fi
+expect 0 'LEDs: all dark' show indicators
+
+# The daemon sees the same: its next picture is on the glass that unitctl shows, and a bus that hangs hangs for it.
 before=$("$unitctl" show display)
 "$propctl" set /sys/fw_status/state fw_write >/dev/null
 "$propctl" set /sys/fw_status/progress 42 >/dev/null
