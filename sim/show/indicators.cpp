@@ -24,7 +24,7 @@ constexpr colour_t blue{90, 170, 255};
 
 /// Which LED hangs on each pair of a driver's outputs, from bits 0 and 1 on, counted from 1; 0 is none. The
 /// lower bit of a pair is the first colour, of a negative one the second.
-using driver_pairs_t = std::array<std::int8_t, 8>;
+using driver_pairs_t = std::array<int, 8>;
 using wiring_t = std::array<driver_pairs_t, 3>;
 constexpr wiring_t untold_revision{
     {{1, 2, -5, 3, -4, -6, -7, 10}, {8, 9, 11, 12, -13, -14, 15, 0}, {-16, -20, -17, -18, 19, 21, 0, 0}}};

@@ -91,7 +91,7 @@ io::graphics_t& styled(session_t& session, const style_t& style) {
 using style_pointer_t = std::shared_ptr<style_t>;
 
 style_pointer_t add_style(CLI::App& draw) {
-    const auto style = std::make_shared<style_t>();
+    auto style = std::make_shared<style_t>();
     draw.add_option("--context", style->context, "One of the five drawing contexts, 0 to 4 (0)");
     draw.add_option("--viewport", style->viewport, "Left, top, right, bottom, as all coordinates are counted")
         ->expected(4);
