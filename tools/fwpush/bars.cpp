@@ -81,6 +81,7 @@ class bars_t final : public display_t {
         for (const auto* unit : shown) {
             word_width_ = std::max(word_width_, word_for(*unit).size());
         }
+        // A narrow terminal takes from the bar first.
         const auto bar_width = std::clamp<std::size_t>(size.ws_col, 65, 80) - 60;
         for (const auto* unit : shown) {
             add_line(picture, line_of(*unit, bar_width, now), size.ws_col);

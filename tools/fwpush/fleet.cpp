@@ -184,7 +184,6 @@ fleet_t::fleet_t(const options_t& options, const image_t* image)
 }
 
 fleet_t::~fleet_t() {
-    members_.clear();
     ::close(signals_);
 }
 
