@@ -17,6 +17,7 @@ sys.path.insert(0, str(TREE / "tests" / "web"))
 from page_test import browser_t  # noqa: E402
 
 ROWS, COLUMNS = 34, 128
+LAMPS_OUT = "    ........ "  # the panel shows a percentage and no animation
 PAGE = """<body style="margin:0"><pre id="screen" style="display:inline-block;margin:0;padding:14px;background:#16181d;
 color:#d8dce3;font:13px/16.5px 'DejaVu Sans Mono',monospace">%s</pre>"""
 
@@ -32,8 +33,8 @@ def screen(percent):
         while data := os.read(terminal, 65536).decode(errors="replace"):
             *whole, painted = (painted + data).split("\x1b[J")
             for frame in whole:
-                done = re.search(r"<state>fw_write</state>\s.*<progress>(\d+)<", frame)
-                if done and int(done.group(1)) >= percent and "writing" in frame:
+                done = re.search(r"<state>fw_write</state>.*?<progress>(\d+)<", frame, re.S)
+                if done and int(done.group(1)) >= percent and "writing" in frame and LAMPS_OUT in frame:
                     return re.sub(r"\x1b\[[0-9;?]*[A-Za-z]", "", frame.split("\x1b[H")[-1])
     except OSError:  # a terminal whose program has ended
         pass
