@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -13,6 +14,19 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
+
+namespace {
+
+std::vector<std::pair<int, int>> breaks;
+
+}  // namespace
+
+// Stands before the C library's: a pseudo-terminal lets no break be seen.
+extern "C" int tcsendbreak(int descriptor, int duration) {
+    breaks.emplace_back(descriptor, duration);
+    return ::ioctl(descriptor, TCSBRK, 0);
+}
 
 namespace {
 
@@ -83,7 +97,8 @@ TEST_F(serial_port, without_a_device_every_operation_fails_with_its_own_message)
     EXPECT_EQ(fault_of([&] { port.wait(timeout_ms, true, false); }), "select failed/EINVAL");
     EXPECT_EQ(fault_of([&] { port.set_raw(); }), "get attribute/EBADF");
     EXPECT_EQ(fault_of([&] { port.set_attributes({}); }), "set attribute/EBADF");
-    EXPECT_EQ(fault_of([&] { port.send_break(0); }), "set attribute/EBADF");
+    EXPECT_EQ(fault_of([&] { port.send_break(7); }), "set attribute/EBADF");
+    EXPECT_EQ(breaks, (std::vector<std::pair<int, int>>{{-1, 7}}));
     EXPECT_EQ(fault_of([&] { port.write("a", 1); }), "write error/EBADF");
     EXPECT_EQ(fault_of([&] { port.read(&byte, 1); }), "read error/EBADF");
     EXPECT_EQ(fault_of([&] { port.close(); }), "close failed/EBADF");
