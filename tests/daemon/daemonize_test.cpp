@@ -2,10 +2,14 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
+#include <string>
 #include <string_view>
 
 namespace {
@@ -65,6 +69,30 @@ TEST(daemonize, that_cannot_detach_throws_116_on_whichever_side_it_is) {
     EXPECT_EQ(outcome_without("setsid"), 116);
     EXPECT_EQ(outcome_without("chdir"), 116);
     EXPECT_EQ(outcome_without("fork"), 116);
+}
+
+TEST(daemonize, leads_a_session_in_the_root_with_errors_and_output_together_and_nothing_to_read) {
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe(pipe.data()), 0);
+    if (const pid_t parent = ::fork(); parent == 0) {
+        ::dup2(pipe[1], STDERR_FILENO);
+        if (zel::daemonize() == 0) {
+            std::array<char, 16> directory{};
+            char byte = 0;
+            ::dprintf(STDOUT_FILENO, "%d %d %s %zd", ::getsid(0) == ::getpid(), ::umask(0) == 0,
+                      ::getcwd(directory.data(), directory.size()), ::read(STDIN_FILENO, &byte, 1));
+        }
+        ::_exit(0);
+    }
+    ::close(pipe[1]);
+    std::string said;
+    for (std::array<char, 64> part{}; const auto count = ::read(pipe[0], part.data(), part.size());) {
+        ASSERT_GT(count, 0);
+        said.append(part.data(), static_cast<std::size_t>(count));
+    }
+    EXPECT_EQ(said, "1 1 / 0");
+    ::close(pipe[0]);
+    ::wait(nullptr);
 }
 
 }  // namespace
