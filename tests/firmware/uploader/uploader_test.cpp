@@ -91,17 +91,19 @@ TEST(uploader, sends_nothing_to_a_unit_that_should_not_have_it) {
         unit.answers[path] = {answer};
         const auto outcome = unit.run();
         EXPECT_EQ(std::count(unit.asked.begin(), unit.asked.end(), "upload"), 0) << answer.text;
-        return outcome;
+        return std::string{name_of(outcome)} + ": " + unit.reason;
     };
-    EXPECT_EQ(outcome_of(hash_path, {200, "abcd"}), push_outcome_e::up_to_date);
-    EXPECT_EQ(outcome_of(hash_path, {200, "<html>"}), push_outcome_e::refused);
-    EXPECT_EQ(outcome_of(hash_path, {404, ""}), push_outcome_e::not_found);
-    EXPECT_EQ(outcome_of(hash_path, {401, ""}), push_outcome_e::refused);
-    EXPECT_EQ(outcome_of(hash_path, {0, "no such name", fault_e::hopeless}), push_outcome_e::lost);
-    EXPECT_EQ(outcome_of("/cgi-bin/hw_config?firmware_id", no_answer), push_outcome_e::lost);
-    for (const std::string compat : {"3", "-1", "4294967296", "", "4x", "four"}) {
-        EXPECT_EQ(outcome_of("/cgi-bin/hw_config?fw_compat", {200, compat}), push_outcome_e::refused)
-            << compat;
+    EXPECT_EQ(outcome_of(hash_path, {200, "abcd"}), "up_to_date: it has this firmware");
+    EXPECT_EQ(outcome_of(hash_path, {200, "<html>"}), "refused: its firmware hash is none: \"<html>\"");
+    EXPECT_EQ(outcome_of(hash_path, {404, ""}), "not_found: it has no page /cgi-bin/hw_config (404)");
+    EXPECT_EQ(outcome_of(hash_path, {401, ""}), "refused: it wants another user or password (401)");
+    EXPECT_EQ(outcome_of(hash_path, {0, "no such name", fault_e::hopeless}), "lost: no such name");
+    EXPECT_EQ(outcome_of("/cgi-bin/hw_config?firmware_id", no_answer), "lost: connection refused");
+    EXPECT_EQ(outcome_of("/cgi-bin/hw_config?fw_compat", {200, "3"}),
+              "refused: its compatibility 3 is below 4");
+    for (const std::string compat : {"-1", "4294967296", "", "4x", "four"}) {
+        EXPECT_EQ(outcome_of("/cgi-bin/hw_config?fw_compat", {200, compat}),
+                  "refused: its compatibility is no unsigned number: \"" + compat + '"');
     }
 }
 
@@ -134,16 +136,17 @@ TEST(uploader, examines_what_the_unit_makes_of_the_image) {
         const auto outcome = unit.run();
         EXPECT_EQ(unit.unsupported, unsupported);
         EXPECT_EQ(std::count(unit.asked.begin(), unit.asked.end(), "upload"), 1) << "never sent twice";
-        return outcome;
+        return std::string{name_of(outcome)} + ": " + unit.reason;
     };
-    EXPECT_EQ(outcome_of({200, "Upload Complete"}), push_outcome_e::complete);
-    EXPECT_EQ(outcome_of({503, "Busy"}), push_outcome_e::busy);
-    EXPECT_EQ(outcome_of({200, "unsupported hardware"}, true), push_outcome_e::unsupported_hardware);
-    EXPECT_EQ(outcome_of({404, "Complete nonsense"}), push_outcome_e::not_found);
-    EXPECT_EQ(outcome_of({500, "Started"}), push_outcome_e::error);
-    EXPECT_EQ(outcome_of({200, ""}), push_outcome_e::error);
-    EXPECT_EQ(outcome_of(no_answer), push_outcome_e::lost);
-    EXPECT_EQ(outcome_of({0, "the image changed", fault_e::given_up}), push_outcome_e::cancelled);
+    EXPECT_EQ(outcome_of({200, "Upload Complete"}), "complete: ");
+    EXPECT_EQ(outcome_of({503, "Busy"}), "busy: it is updating already");
+    EXPECT_EQ(outcome_of({200, "unsupported hardware"}, true),
+              "unsupported_hardware: the image is not for its hardware");
+    EXPECT_EQ(outcome_of({404, "Complete nonsense"}), "not_found: it has no page that takes an image (404)");
+    EXPECT_EQ(outcome_of({500, "Started"}), "error: it answered the image with status 500, \"Started\"");
+    EXPECT_EQ(outcome_of({200, ""}), "error: it answered the image with status 200, \"\"");
+    EXPECT_EQ(outcome_of(no_answer), "lost: connection refused");
+    EXPECT_EQ(outcome_of({0, "the image changed", fault_e::given_up}), "cancelled: the image changed");
 }
 
 TEST(uploader, knows_how_the_watch_ended) {
@@ -153,26 +156,26 @@ TEST(uploader, knows_how_the_watch_ended) {
         unit.answers[status_path] = std::move(statuses);
         unit.answers[hash_path] = std::move(hashes);
         const auto outcome = unit.run();
-        return std::string{name_of(outcome)} + " " + std::to_string(unit.seconds());
+        return std::string{name_of(outcome)} + " " + std::to_string(unit.seconds()) + " " + unit.reason;
     };
     const auto writing = status("fw_write", 1);
-    EXPECT_EQ(run({writing, status("error")}), "error 1");
-    EXPECT_EQ(run({writing, status("idle")}), "error 1");
+    EXPECT_EQ(run({writing, status("error")}), "error 1 it reports: D");
+    EXPECT_EQ(run({writing, status("idle")}), "error 1 it went idle without completing");
     // It completed and rebooted between two looks.
-    EXPECT_EQ(run({writing, no_answer, status("idle")}, {{200, "0a"}, {200, "abcd"}}), "complete 2");
+    EXPECT_EQ(run({writing, no_answer, status("idle")}, {{200, "0a"}, {200, "abcd"}}), "complete 2 ");
     // It has just come back and does not know its hash yet.
-    EXPECT_EQ(run({writing, status("idle")}, {{200, "0a"}, {200, ""}, {200, "abcd"}}), "complete 2");
+    EXPECT_EQ(run({writing, status("idle")}, {{200, "0a"}, {200, ""}, {200, "abcd"}}), "complete 2 ");
     // Right after the upload: the end of an earlier update, and a unit that has not begun yet.
-    EXPECT_EQ(run({status("error"), status("complete"), writing, status("complete")}), "complete 3");
-    EXPECT_EQ(run({status("idle"), status("idle"), writing, status("complete")}), "complete 3");
-    EXPECT_EQ(run({status("idle")}), "error 5");
-    EXPECT_EQ(run({status("error")}), "error 5");
+    EXPECT_EQ(run({status("error"), status("complete"), writing, status("complete")}), "complete 3 ");
+    EXPECT_EQ(run({status("idle"), status("idle"), writing, status("complete")}), "complete 3 ");
+    EXPECT_EQ(run({status("idle")}), "error 5 it took the image and did nothing");
+    EXPECT_EQ(run({status("error")}), "error 5 it reports: D");
     // Useless answers are asked again, until patience is up.
     const unit_answer_t empty{200, ""};
     EXPECT_EQ(run({empty, {500, ""}, {404, ""}, empty, no_answer, writing, status("complete")}),
-              "complete 6");
-    EXPECT_EQ(run({writing, empty}), "lost 10");
-    EXPECT_EQ(run({writing, {404, ""}}), "not_found 10");
+              "complete 6 ");
+    EXPECT_EQ(run({writing, empty}), "lost 10 its status file is empty, cut off or of another shape");
+    EXPECT_EQ(run({writing, {404, ""}}), "not_found 10 it answered with status 404");
 }
 
 TEST(uploader, waits_for_the_return_of_a_unit_on_request) {
@@ -185,6 +188,7 @@ TEST(uploader, waits_for_the_return_of_a_unit_on_request) {
     gone.order.await_return = true;
     gone.answers[hash_path] = {{200, "0a"}, no_answer};
     EXPECT_EQ(gone.run(), push_outcome_e::lost);
+    EXPECT_EQ(gone.reason, "it has not come back: \"connection refused\"");
 }
 
 TEST(uploader, takes_a_missing_name_for_final_only_from_a_unit_that_never_answered) {
