@@ -80,7 +80,7 @@ void session_t::open() {
         std::fputs("unitctl: the property engine does not tell what this unit is; going by its FPGA alone\n",
                    stderr);
     }
-    [[maybe_unused]] static const auto& root = *new io::system_t;
+    [[maybe_unused]] const auto& root = io::hardware_root();
     // Whoever used the LCD last has started it, or nobody did: "lcd start" is a command of its own.
     io::graphics().mark_initialised();
 }
