@@ -55,6 +55,8 @@ expect 0 'fan 0:' fan
 expect 0 'Daemon runs +yes' info
 expect 0 'held by the daemon' info
 expect 0 '0c0000 0000007f' reg read front_panel.control
+# Nothing keeps two processes apart on the bus to the panel, and an idle daemon draws, too: it has to stand still.
+kill -STOP "$daemon"
 expect 0 'revision' --force lcd backlight 5
 
 # What one process leaves, another one finds.
@@ -75,6 +77,7 @@ expect 0 'LEDs: all dark' show indicators
 
 # The daemon sees the same: its next picture is on the glass that unitctl shows, and a bus that hangs hangs for it.
 before=$("$unitctl" show display)
+kill -CONT "$daemon"
 "$propctl" set /sys/fw_status/state fw_write >/dev/null
 "$propctl" set /sys/fw_status/progress 42 >/dev/null
 differs() { [ "$("$unitctl" show display)" != "$before" ]; }
