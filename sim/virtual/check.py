@@ -189,7 +189,9 @@ def check_costs(check, seconds=10):
 
 
 def check_kill(check):
-    """A daemon that dies of a signal is started again, and finds its panel again."""
+    """A daemon that dies of a signal is started again, finds its panel again, and removes another build's level file."""
+    levels = "/var/rwfs2/log_level.fwstatus.json"
+    check.machine.shell.ask(f"sed -i s/5eed/older/ {levels}")
     position, old = check.machine.events.count(), check.daemon()
     check.machine.shell.ask(f"kill -SEGV {old['MainPID']}")
     now = check.wait("restart of the daemon", lambda: check.restarted_daemon(old["MainPID"]), 60)
@@ -197,7 +199,9 @@ def check_kill(check):
     check.wait_for_event("question to the panel", lambda event: event.text == "question", position, 60)
     check.wait_for_event("frame after the restart", lambda event: event.text.startswith("frame"), position, 60)
     check.wait("status file after the restart", check.machine.status, 60)
-    check.fact(f"killed by a signal and started again as process {now['MainPID']}; it asked the panel anew")
+    check.require(check.machine.shell.run(f"test -e {levels}")[1] != 0, f"{levels} of another build is still there")
+    check.fact(f"killed by a signal and started again as process {now['MainPID']}; it asked the panel anew, and a level "
+               "file of another build is gone")
 
 
 def check_late_engine(check):
