@@ -30,7 +30,7 @@ NO_STATEMENT = set(
     enum static inline template typename public private protected else virtual explicit friend static_assert unsigned
     int bool char long void double float try catch consteval constinit extern goto operator union alignas
     thread_local""".split())
-UNCHANGED_RESULTS = {"{}", "nullptr", "std::nullopt"}
+EMPTY_RESULTS = {"{}", "nullptr", "std::nullopt", "false", "0", '""'}
 
 
 @dataclass(frozen=True)
@@ -151,9 +151,9 @@ def word_faults(source: Source, i: int):
     elif token.text == "return" and (ends := source.at_this_level(i + 1, ";")):
         start, end = source.tokens[i + 1].start, source.tokens[ends[0]].start
         value = source.text[start:end]
-        if value and value not in UNCHANGED_RESULTS:
+        if value and value not in EMPTY_RESULTS:
             yield Fault("result", start, end, "{}")
-            if value not in ("true", "false"):
+            if value != "true":
                 yield Fault("result", start, end, f"!({value})")
     elif token.text in ("break", "continue") and source.at(i + 1) == ";":
         yield Fault("deletion", token.start, token.end, "")
