@@ -223,7 +223,7 @@ void engine_t::answer(int fd, std::string_view type, std::string_view name, std:
 
 // A client that does not take its bytes has lost the thread of its stream: better gone than confused.
 void engine_t::deliver(int fd, std::string_view bytes) {
-    constexpr int patience_ms = 200;
+    constexpr int patience_ms = 5000;  // a busy machine may stop a client for a second
     while (!bytes.empty()) {
         const auto sent = send(fd, bytes.data(), bytes.size(), patience_ms);
         if (sent < 1) {
