@@ -210,8 +210,9 @@ TEST_P(troubled_daemon, reports_what_it_can_and_is_itself_again) {
     const holdings_t holdings{unit->daemon()};
 
     fault.begin(*unit);
-    EXPECT_TRUE(!fault.works_meanwhile.file ||
-                unit->run_passes(100));  // notifications that nobody reads fill their socket
+    EXPECT_TRUE(
+        !fault.works_meanwhile.file ||
+        unit->run_passes(100, std::chrono::minutes{1}));  // notifications that nobody reads fill their socket
     expect_report(*unit, fault.works_meanwhile, "50", "10");
     fault.end(*unit);
     expect_report(*unit, fault.works_after, "77", "10");
