@@ -23,9 +23,9 @@ std::vector<std::pair<int, int>> breaks;
 }  // namespace
 
 // Stands before the C library's: a pseudo-terminal lets no break be seen.
-extern "C" int tcsendbreak(int descriptor, int duration) {
-    breaks.emplace_back(descriptor, duration);
-    return ::ioctl(descriptor, TCSBRK, 0);
+extern "C" int tcsendbreak(int fd, int duration) {
+    breaks.emplace_back(fd, duration);
+    return ::ioctl(fd, TCSBRK, 0);
 }
 
 namespace {
