@@ -16,7 +16,7 @@ namespace sim {
 namespace {
 
 using colour_t = pixels_t::colour_t;
-constexpr colour_t unlit{66, 68, 72};
+constexpr colour_t lamp_out{66, 68, 72};
 constexpr colour_t green{70, 225, 95};
 constexpr colour_t red{240, 62, 52};
 constexpr colour_t amber{250, 188, 52};
@@ -35,7 +35,8 @@ colour_t faded(const colour_t& colour, double share) {
     const auto mix = [&](std::uint8_t from, std::uint8_t to) {
         return static_cast<std::uint8_t>(std::lround(from + (to - from) * share));
     };
-    return {mix(unlit.red, colour.red), mix(unlit.green, colour.green), mix(unlit.blue, colour.blue)};
+    return {mix(lamp_out.red, colour.red), mix(lamp_out.green, colour.green),
+            mix(lamp_out.blue, colour.blue)};
 }
 
 indicator_row_t panel_leds(const front_panel_state_t& panel) {
@@ -46,7 +47,7 @@ indicator_row_t panel_leds(const front_panel_state_t& panel) {
         panel.tells_revision && panel.revision_code != 0 && panel.revision_code != code_that_counts_as_0;
     indicator_row_t row{"LEDs", {}};
     for (std::size_t led = 0; led < count; ++led) {
-        row.indicators.push_back({std::to_string(led), "", unlit});
+        row.indicators.push_back({std::to_string(led), "", lamp_out});
     }
     for (std::size_t driver = 0; driver < wiring.size(); ++driver) {
         for (std::size_t pair = 0; pair < wiring[driver].size(); ++pair) {
@@ -68,7 +69,7 @@ template <std::size_t count>
 indicator_row_t key_leds(const char* name, const std::array<bool, count>& lit) {
     indicator_row_t row{name, {}};
     for (std::size_t led = 0; led < count; ++led) {
-        row.indicators.push_back({std::to_string(led), lit[led] ? "lit" : "", lit[led] ? blue : unlit});
+        row.indicators.push_back({std::to_string(led), lit[led] ? "lit" : "", lit[led] ? blue : lamp_out});
     }
     return row;
 }
