@@ -101,6 +101,7 @@ void runner_t::add_commands(CLI::App& app) {
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(footer);
+    app.set_help_all_flag("--help-all", "Print the help of every command and exit");
     app.set_version_flag("--version", std::string{zel::version_text()});
     app.add_flag("--force", session_.force, "Go on although the daemon holds the display");
     app.add_flag("--cold", session_.cold, "Use the drivers without bringing them up first");

@@ -1,8 +1,7 @@
-# Runs a script of unitctl commands on a simulated unit of its own and compares the listing with the golden one.
-# -DUNITCTL=command -DUNIT=kind -DSCRIPT=file -DGOLDEN=file -DLISTING=file
+# Runs a command and compares what it prints with a golden listing.
+# -DCOMMAND=words -DGOLDEN=file -DLISTING=file
 # With FWSTATUS_RENEW_GOLDEN in the environment it renews the golden listing, to be read before it is committed.
-execute_process(COMMAND ${UNITCTL} --unit ${UNIT} --trace run ${SCRIPT} OUTPUT_FILE ${LISTING} ERROR_VARIABLE said
-                                                                                 RESULT_VARIABLE status)
+execute_process(COMMAND ${COMMAND} OUTPUT_FILE ${LISTING} ERROR_VARIABLE said RESULT_VARIABLE status)
 if(DEFINED ENV{FWSTATUS_RENEW_GOLDEN})
   configure_file(${LISTING} ${GOLDEN} COPYONLY)
 endif()
