@@ -1,7 +1,5 @@
 #include "firmware/uploader/push_course.h"
 
-#include "firmware/uploader/status_answer.h"
-
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -54,7 +52,7 @@ bool contains(std::string_view text, std::string_view part) {
 push_course_t::push_course_t(push_order_t order, uploader_observer_intf_t& observer, time_point_t now)
     : order_{std::move(order)}, observer_{observer}, phase_{order_.image_hash.empty() ? phase_e::watch
                                                                                       : phase_e::hash},
-      asked_at_{now}, not_before_{now}, last_useful_{now}, grace_ends_{now + order_.grace}, changed_at_{now} {
+      not_before_{now}, last_useful_{now}, grace_ends_{now + order_.grace} {
     observer_.report(push_stage_e::preparing, -1);
 }
 
@@ -136,7 +134,6 @@ void push_course_t::end(push_outcome_e outcome, std::string reason) {
 void push_course_t::go_on_with(phase_e phase, time_point_t now) {
     phase_ = phase;
     reason_.clear();
-    page_missing_ = false;
     last_useful_ = now;
     not_before_ = now;
 }
@@ -147,7 +144,7 @@ void push_course_t::ask_again(std::string reason, time_point_t now) {
         return;
     }
     reason_ = std::move(reason);
-    not_before_ = std::max(asked_at_ + interval, now);
+    not_before_ = asked_at_ + interval;
 }
 
 // Before anything was sent: whether the answer is no page to read, and what that means.
@@ -181,7 +178,7 @@ void push_course_t::compare_hash(const unit_answer_t& answer, time_point_t now) 
 
 void push_course_t::check_compat(const unit_answer_t& answer, time_point_t now) {
     const auto digits = trimmed(answer.text);
-    unsigned compat = 0;
+    unsigned compat{};
     const auto [rest, fault] = std::from_chars(digits.data(), digits.data() + digits.size(), compat);
     if (fault != std::errc{} || rest != digits.data() + digits.size()) {
         end(push_outcome_e::refused, "its compatibility is no unsigned number: " + quoted(answer.text));
@@ -221,7 +218,7 @@ void push_course_t::examine_upload(const unit_answer_t& answer, time_point_t now
 
 // Takes the unit's status, or sees to it that it is asked for again.
 bool push_course_t::read_status(const unit_answer_t& answer, time_point_t now) {
-    page_missing_ = answer.fault == fault_e::none && answer.code == 404;
+    page_missing_ = answer.code == 404;
     if (answer.fault != fault_e::none) {
         ask_again(answer.text, now);
         return false;
@@ -235,12 +232,10 @@ bool push_course_t::read_status(const unit_answer_t& answer, time_point_t now) {
         ask_again("its status file is empty, cut off or of another shape", now);
         return false;
     }
-    if (status->state != state_ || status->progress != progress_) {
+    if (status->state != status_.state || status->progress != status_.progress) {
         changed_at_ = now;
     }
-    state_ = std::move(status->state);
-    progress_ = status->progress;
-    detail_ = std::move(status->detail);
+    status_ = *std::move(status);
     return true;
 }
 
@@ -250,10 +245,10 @@ void push_course_t::examine_status(const unit_answer_t& answer, time_point_t now
     }
     last_useful_ = now;
     reason_.clear();
-    not_before_ = std::max(asked_at_ + interval, now);
-    observer_.report(stage_of(state_), progress_);
-    has_left_idle_ = has_left_idle_ || state_ != "idle";
-    if (state_ == "idle" || state_ == "error" || state_ == "complete") {
+    not_before_ = asked_at_ + interval;
+    observer_.report(stage_of(status_.state), status_.progress);
+    has_left_idle_ = has_left_idle_ || status_.state != "idle";
+    if (status_.state == "idle" || status_.state == "error" || status_.state == "complete") {
         watch_ends(now);
     } else {
         has_moved_ = true;
@@ -263,20 +258,22 @@ void push_course_t::examine_status(const unit_answer_t& answer, time_point_t now
 
 void push_course_t::check_stall(time_point_t now) {
     if (order_.stall.count() != 0 && now - changed_at_ >= order_.stall) {
-        end(push_outcome_e::error, "it stands still in state " + quoted(state_) +
-                                       (progress_ < 0 ? "" : " at " + std::to_string(progress_) + " %"));
+        end(push_outcome_e::error,
+            "it stands still in state " + quoted(status_.state) +
+                (status_.progress < 0 ? "" : " at " + std::to_string(status_.progress) + " %"));
     }
 }
 
 void push_course_t::watch_ends(time_point_t now) {
-    const bool is_idle = state_ == "idle";
+    const bool is_idle = status_.state == "idle";
     const bool was_sent = !order_.image_hash.empty();
     // Right after the upload the file may be that of an earlier update.
     if (!has_moved_ && (is_idle || was_sent) && now < grace_ends_) {
         return;
     }
-    if (state_ == "error") {
-        end(push_outcome_e::error, detail_.empty() ? "it reports an error" : "it reports: " + detail_);
+    if (status_.state == "error") {
+        end(push_outcome_e::error,
+            status_.detail.empty() ? "it reports an error" : "it reports: " + status_.detail);
     } else if (was_sent && is_idle && had_image_ && !has_left_idle_) {
         end(push_outcome_e::error, "it took the image, which it had already, and was not seen to write it");
     } else if (was_sent && (is_idle || order_.await_return)) {
@@ -294,7 +291,7 @@ void push_course_t::await_idle(const unit_answer_t& answer, time_point_t now) {
     if (!read_status(answer, now)) {
         return;
     }
-    if (state_ == "idle") {
+    if (status_.state == "idle") {
         go_on_with(phase_e::verify, now);
     } else {
         ask_again("it has not rebooted yet", now);

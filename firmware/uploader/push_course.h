@@ -1,6 +1,7 @@
 #pragma once
 
 #include "firmware/uploader/push_stage.h"
+#include "firmware/uploader/status_answer.h"
 
 #include <chrono>
 #include <cstdint>
@@ -38,7 +39,7 @@ struct unit_answer_t {
 struct push_order_t {
     std::string image_hash;                ///< hexadecimal; empty: send nothing, only watch
     bool force = false;                    ///< send the image also to a unit that has it
-    unsigned min_compat = 0;               ///< send nothing to a unit with a lower compatibility number
+    unsigned min_compat{};                 ///< send nothing to a unit with a lower compatibility number
     std::chrono::milliseconds patience{};  ///< without a useful answer for so long, the unit is lost
     /// How long a unit that took an image may stay idle, or show how an earlier update ended, before that
     /// counts. While only watching: how long it may be idle.
@@ -91,7 +92,7 @@ class push_course_t {
     /// Why it ended so, or why the last answer was of no use; a text for people that may quote the unit.
     [[nodiscard]] const std::string& reason() const { return reason_; }
     /// What the unit last said of itself, as it came.
-    [[nodiscard]] const std::string& detail() const { return detail_; }
+    [[nodiscard]] const std::string& detail() const { return status_.detail; }
     [[nodiscard]] const std::string& firmware_id() const { return firmware_id_; }
 
   private:
@@ -118,17 +119,15 @@ class push_course_t {
     time_point_t last_useful_;
     time_point_t grace_ends_;
     time_point_t changed_at_;
-    std::string state_;  // as the status file said last
-    int progress_ = -1;
+    status_answer_t status_;      // as the status file said last
     bool has_answered_ = false;   // the unit, to anything
-    bool had_image_ = false;      // before it was sent
+    bool had_image_{};            // before it was sent
     bool has_left_idle_ = false;  // the unit was seen in another state
     bool has_moved_ = false;      // the unit was seen at work
-    bool was_complete_ = false;   // and said that it is done
+    bool was_complete_{};         // and said that it is done
     bool page_missing_ = false;   // the last answer was that there is no such page
     push_outcome_e outcome_ = push_outcome_e::lost;
     std::string reason_;
-    std::string detail_;
     std::string firmware_id_;
 };
 

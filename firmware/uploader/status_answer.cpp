@@ -15,7 +15,7 @@ constexpr std::string_view status_closes = "</status>";
 
 std::optional<int> percentage(const char* text) {
     const std::string_view digits{text == nullptr ? "" : text};
-    int value = 0;
+    int value{};
     const auto [end, fault] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
     if (fault != std::errc{} || end != digits.data() + digits.size() || value < -1 || value > 100) {
         return std::nullopt;
