@@ -17,6 +17,17 @@ constexpr auto least = 100ms;
 
 }  // namespace
 
+milliseconds time_for_a_unit(std::string_view scrape_timeout, milliseconds timeout) {
+    double seconds{};
+    const auto [end, fault] =
+        std::from_chars(scrape_timeout.data(), scrape_timeout.data() + scrape_timeout.size(), seconds);
+    const std::chrono::duration<double> said{seconds};
+    if (fault != std::errc{} || !(said > least && said < timeout + margin)) {
+        return timeout;
+    }
+    return std::max<milliseconds>(std::chrono::duration_cast<milliseconds>(said) - margin, least);
+}
+
 exporter_t::exporter_t(const settings_t& settings)
     : settings_{settings}, list_{std::make_shared<allow_list_t>(usual_port(settings.probe))},
       turns_{settings.most_at_once} {}
@@ -34,17 +45,6 @@ bool exporter_t::allows(const target_t& target) const {
     return list->allows(target);
 }
 
-milliseconds exporter_t::budget(std::string_view scrape_timeout) const {
-    double seconds = 0;
-    const auto [end, fault] =
-        std::from_chars(scrape_timeout.data(), scrape_timeout.data() + scrape_timeout.size(), seconds);
-    const std::chrono::duration<double> said{seconds};
-    if (fault != std::errc{} || !(said > least && said < settings_.timeout + margin)) {
-        return settings_.timeout;
-    }
-    return std::max<milliseconds>(std::chrono::duration_cast<milliseconds>(said) - margin, least);
-}
-
 exporter_t::answer_t exporter_t::probe(std::string_view target, std::string_view scrape_timeout) {
     const auto begin = std::chrono::steady_clock::now();
     const auto parsed = parse_target(target, usual_port(settings_.probe));
@@ -57,15 +57,14 @@ exporter_t::answer_t exporter_t::probe(std::string_view target, std::string_view
         return {403,
                 parsed->authority() + " is not among the units that may be asked (--allow, --allow-file).\n"};
     }
-    const auto time = budget(scrape_timeout);
-    if (!turns_.try_acquire_for(time / 2)) {
+    const auto time = time_for_a_unit(scrape_timeout, settings_.timeout);
+    if (!turns_.try_acquire_until(begin + time / 2)) {
         ++counters_.overload;
         return {503,
                 std::to_string(settings_.most_at_once) + " units are being asked already (--concurrency).\n"};
     }
     ++counters_.running;
-    const auto waited = std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);
-    const auto result = exporter::probe(*parsed, settings_.probe, time - waited);
+    const auto result = exporter::probe(*parsed, settings_.probe, begin + time);
     --counters_.running;
     turns_.release();
     ++(result.status ? counters_.up : counters_.down);

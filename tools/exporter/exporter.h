@@ -13,6 +13,13 @@
 
 namespace exporter {
 
+/// How long asking a unit may take: `timeout`, or less where Prometheus waits less, so that the answer is not
+/// lost.
+/// @param scrape_timeout  how long Prometheus waits, in seconds, as it says in a header; empty when it does
+///                        not. What is no number of seconds above 0.1 is not believed.
+[[nodiscard]] std::chrono::milliseconds time_for_a_unit(std::string_view scrape_timeout,
+                                                        std::chrono::milliseconds timeout);
+
 /// Answers Prometheus's questions about units: which may be asked, how many at once, for how long. Knows
 /// nothing of the server in front of it; may be called by several threads.
 class exporter_t {
@@ -33,9 +40,7 @@ class exporter_t {
     void allow(allow_list_t list);
 
     /// @param target          the unit, as `parse_target` reads it.
-    /// @param scrape_timeout  how long Prometheus waits, in seconds, as it says in a header; empty when it
-    /// does not.
-    ///                        The answer comes a moment before, so that it is not lost.
+    /// @param scrape_timeout  see `time_for_a_unit`.
     [[nodiscard]] answer_t probe(std::string_view target, std::string_view scrape_timeout);
 
     [[nodiscard]] std::string metrics() const { return own_metrics(counters_); }
@@ -46,7 +51,6 @@ class exporter_t {
     }
 
   private:
-    [[nodiscard]] std::chrono::milliseconds budget(std::string_view scrape_timeout) const;
     [[nodiscard]] bool allows(const target_t& target) const;
 
     settings_t settings_;

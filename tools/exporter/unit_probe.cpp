@@ -59,14 +59,14 @@ bool is_cut_off(CURLcode fault) {
 }
 
 // One question. @return whether asking again may help.
-bool ask(CURL* transfer, std::string& answer, std::chrono::milliseconds budget, probe_result_t& result) {
+bool ask(CURL* transfer, std::string& answer, std::chrono::milliseconds left, probe_result_t& result) {
     answer.clear();
-    curl_easy_setopt(transfer, CURLOPT_TIMEOUT_MS, static_cast<long>(std::max<long>(budget.count(), 1)));
+    curl_easy_setopt(transfer, CURLOPT_TIMEOUT_MS, static_cast<long>(std::max<long>(left.count(), 1)));
     if (const auto fault = curl_easy_perform(transfer); fault != CURLE_OK) {
         result.problem = fault == CURLE_WRITE_ERROR ? "the answer is too long" : curl_easy_strerror(fault);
         return is_cut_off(fault);
     }
-    long status = 0;
+    long status{};
     curl_easy_getinfo(transfer, CURLINFO_RESPONSE_CODE, &status);
     if (status != 200) {
         result.problem = "the web server answers with " + std::to_string(status);
@@ -80,10 +80,10 @@ bool ask(CURL* transfer, std::string& answer, std::chrono::milliseconds budget, 
 }  // namespace
 
 probe_result_t probe(const target_t& target, const probe_settings_t& settings,
-                     std::chrono::milliseconds budget) {
+                     steady_clock::time_point deadline) {
     const auto begin = steady_clock::now();
     const auto left = [&] {
-        return std::chrono::duration_cast<std::chrono::milliseconds>(begin + budget - steady_clock::now());
+        return std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady_clock::now());
     };
     probe_result_t result;
     std::string answer;

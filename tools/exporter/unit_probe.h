@@ -23,8 +23,8 @@ struct probe_settings_t {
 
 /// Asks a unit for its status file, bounded in time and size, and follows nothing that the answer says. An
 /// answer that is empty or cut off, as a file being rewritten gives now and then, is asked for again.
-/// @param budget  how long all of it may take. May be called by several threads.
+/// @param deadline  when all of it has to be over. May be called by several threads.
 [[nodiscard]] probe_result_t probe(const target_t& target, const probe_settings_t& settings,
-                                   std::chrono::milliseconds budget);
+                                   std::chrono::steady_clock::time_point deadline);
 
 }  // namespace exporter
