@@ -19,12 +19,14 @@ using std::chrono::milliseconds;
 constexpr milliseconds between_drawings{150};
 constexpr std::size_t widest_name = 24;
 constexpr std::size_t widest_stage = 10;
+constexpr std::size_t narrowest_bar = 5;
+constexpr std::size_t widest_bar = 20;
+constexpr std::size_t signs_and_time = 20;  // and the last column
+constexpr std::size_t room_for_text = 22;
 
 // A text cut or filled up to a width.
 std::string column(std::string_view text, std::size_t width) {
-    auto cut = printable(text, width);
-    cut.append(width - std::min(width, width_of(cut)), ' ');
-    return cut;
+    return filled(printable(text, width), width);
 }
 
 // The lower, the sooner a unit is worth one of the terminal's lines.
@@ -81,8 +83,10 @@ class bars_t final : public display_t {
         for (const auto* unit : shown) {
             word_width_ = std::max(word_width_, word_for(*unit).size());
         }
-        // A narrow terminal takes from the bar first.
-        const auto bar_width = std::clamp<std::size_t>(size.ws_col, 65, 80) - 60;
+        // What is narrow takes from the bar first.
+        const auto others = name_width_ + word_width_ + signs_and_time + room_for_text;
+        const auto bar_width =
+            std::clamp<std::size_t>(size.ws_col, others + narrowest_bar, others + widest_bar) - others;
         for (const auto* unit : shown) {
             add_line(picture, line_of(*unit, bar_width, now), size.ws_col);
         }
@@ -131,7 +135,7 @@ class bars_t final : public display_t {
     }
 
     std::vector<const unit_view_t*> units_;
-    std::size_t name_width_ = 1;
+    std::size_t name_width_{};
     std::size_t word_width_ = widest_stage;
     std::size_t lines_drawn_ = 0;
     time_point_t drawn_{};

@@ -15,6 +15,7 @@ namespace fwpush {
 namespace {
 
 constexpr int tenth = 10;
+constexpr std::size_t usual_name = 20;
 constexpr auto between_lines = std::chrono::seconds{1};  // of one unit at one stage
 
 int size_of(std::string_view text) {
@@ -57,15 +58,15 @@ class log_t final : public display_t {
   private:
     struct shown_t {
         std::string word;
-        int step = 0;
+        int step{};
         time_point_t at;
     };
 
     void print(const unit_view_t& unit, const std::string& rest, time_point_t now) const {
         const auto word = word_for(unit);
         const std::chrono::duration<double> time = now - begun_;
-        std::printf("%8.2f s  %-20s %.*s%s\n", time.count(), unit.name.c_str(), size_of(word), word.data(),
-                    rest.c_str());
+        std::printf("%8.2f s  %s %.*s%s\n", time.count(), filled(unit.name, usual_name).c_str(),
+                    size_of(word), word.data(), rest.c_str());
         std::fflush(stdout);
     }
 
@@ -137,16 +138,17 @@ std::unique_ptr<display_t> make_json(bool with_progress) {
 }
 
 void print_summary(const std::vector<const unit_view_t*>& units, display_t::time_point_t now) {
-    int widest = size_of("unit");
+    const std::string title = "unit";
+    auto widest = title.size();
     std::map<firmware::push_outcome_e, int> counts;
     for (const auto* unit : units) {
-        widest = std::max(widest, size_of(unit->name));
-        ++counts[unit->outcome.value_or(firmware::push_outcome_e::cancelled)];
+        widest = std::max(widest, width_of(unit->name));
+        ++counts[unit->outcome.value()];
     }
-    std::printf("%-*s  %-20s  %6s\n", widest, "unit", "outcome", "time");
+    std::printf("%s  %-20s  %6s\n", filled(title, widest).c_str(), "outcome", "time");
     for (const auto* unit : units) {
         const auto word = word_for(*unit);
-        std::printf("%-*s  %-20.*s  %6s%s%s\n", widest, unit->name.c_str(), size_of(word), word.data(),
+        std::printf("%s  %-20.*s  %6s%s%s\n", filled(unit->name, widest).c_str(), size_of(word), word.data(),
                     minutes(unit->time(now)).c_str(), unit->reason.empty() ? "" : "  ", unit->reason.c_str());
     }
     std::string line;

@@ -17,16 +17,9 @@ using firmware::push_stage_e;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
+// And of looks at signals.
 constexpr milliseconds between_redraws{200};
-constexpr auto start_spread = std::chrono::seconds{1};
-
-sigset_t ending_signals() {
-    sigset_t set{};
-    ::sigemptyset(&set);
-    ::sigaddset(&set, SIGINT);
-    ::sigaddset(&set, SIGTERM);
-    return set;
-}
+constexpr milliseconds start_spread{1000};
 
 int signal_descriptor() {
     const auto set = ending_signals();
@@ -53,6 +46,18 @@ firmware::push_order_t order_for(const options_t& options, const image_t* image)
 }
 
 }  // namespace
+
+sigset_t ending_signals() {
+    sigset_t set{};
+    ::sigemptyset(&set);
+    ::sigaddset(&set, SIGINT);
+    ::sigaddset(&set, SIGTERM);
+    return set;
+}
+
+milliseconds start_delay(std::size_t unit, std::size_t units) {
+    return start_spread * unit / std::max<std::size_t>(units, 100);
+}
 
 fleet_t::member_t::member_t(fleet_t& fleet, const unit_address_t& address, time_point_t begins)
     : fleet_{fleet}, course_{order_for(fleet.options_, fleet.image_), *this, begins},
@@ -82,7 +87,6 @@ void fleet_t::member_t::finish() {
     view_.outcome = course_.outcome();
     view_.reason = printable(course_.reason());
     view_.ended = std::max(steady_clock::now(), view_.begun);
-    view_.is_waiting = false;
     --fleet_.running_;
     fleet_.display_->ended(view_, view_.ended);
 }
@@ -154,7 +158,6 @@ void fleet_t::member_t::cancel() {
     if (has_ended()) {
         return;
     }
-    link_.abort();
     course_.end(push_outcome_e::cancelled, reason_of_cancelling());
     finish();
 }
@@ -162,14 +165,12 @@ void fleet_t::member_t::cancel() {
 fleet_t::fleet_t(const options_t& options, const image_t* image)
     : options_{options}, image_{image}, signals_{signal_descriptor()}, transfers_{options.units.size()} {
     allow_many_descriptors();
-    transfers_.heed(signals_);
     const auto now = steady_clock::now();
     const auto addresses = addresses_of(options.units);
     std::vector<const unit_view_t*> views;
     for (std::size_t i = 0; i < addresses.size(); ++i) {
-        // Spread over a second, so that a thousand units do not all answer in the same moment, ever after.
-        const auto begins = now + start_spread * i / std::max<std::size_t>(addresses.size(), 100);
-        members_.push_back(std::make_unique<member_t>(*this, addresses[i], begins));
+        members_.push_back(
+            std::make_unique<member_t>(*this, addresses[i], now + start_delay(i, addresses.size())));
         views.push_back(&members_.back()->view());
     }
     display_ = make_display(options, std::move(views), now);
@@ -213,9 +214,7 @@ void fleet_t::wake_sleepers() {
     while (!sleepers_.empty() && sleepers_.begin()->first <= now) {
         auto* const member = sleepers_.begin()->second;
         sleepers_.erase(sleepers_.begin());
-        if (!member->has_ended()) {
-            member->advance();
-        }
+        member->advance();
     }
 }
 
@@ -230,8 +229,6 @@ void fleet_t::start_uploads() {
 void fleet_t::cancel() {
     const auto set = ending_signals();
     ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
-    waiting_.clear();
-    sleepers_.clear();
     for (const auto& member : members_) {
         member->cancel();
     }

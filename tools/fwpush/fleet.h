@@ -9,12 +9,20 @@
 #include "tools/fwpush/unit_link.h"
 #include "tools/fwpush/unit_view.h"
 
+#include <csignal>
 #include <deque>
 #include <map>
 #include <memory>
 #include <vector>
 
 namespace fwpush {
+
+/// SIGINT and SIGTERM.
+[[nodiscard]] sigset_t ending_signals();
+
+/// When a unit's course begins, after the first one's: spread over a second, so that a thousand units do not
+/// all answer in the same moment, ever after.
+[[nodiscard]] std::chrono::milliseconds start_delay(std::size_t unit, std::size_t units);
 
 /// All units at once: their courses, in one thread. Uploads are limited to the operator's number of jobs and
 /// begin in the order in which the units are ready for them.
@@ -26,8 +34,8 @@ class fleet_t {
     fleet_t& operator=(const fleet_t&) = delete;
     ~fleet_t();
 
-    /// Goes on until every unit has an outcome. SIGINT and SIGTERM, which must be blocked, end what is under
-    /// way; the second one ends the process.
+    /// Goes on until every unit has an outcome. A signal of `ending_signals`, which must be blocked, ends
+    /// what is under way; the second one ends the process.
     /// @return whether every unit is complete or up to date.
     bool run();
 

@@ -29,10 +29,7 @@ int push(const fwpush::options_t& options) {
 
 // Before any thread starts, such as those in which libcurl resolves names: only the loop takes these.
 void block_signals() {
-    sigset_t set{};
-    ::sigemptyset(&set);
-    ::sigaddset(&set, SIGINT);
-    ::sigaddset(&set, SIGTERM);
+    const auto set = fwpush::ending_signals();
     ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
     ::signal(SIGPIPE, SIG_IGN);  // NOLINT(cert-err33-c)
 }

@@ -17,6 +17,7 @@ namespace fwpush {
 namespace {
 
 constexpr std::size_t piece = 262'144;
+constexpr const char* changes = "the image changes while it is read";
 
 std::runtime_error fault(const std::string& path, const std::string& what) {
     return std::runtime_error{path + ": " + what};
@@ -67,7 +68,7 @@ void image_t::make_hash(const std::string& path) {
     while (works && offset < size()) {
         const auto count = read_at(fd_, offset, buffer);
         if (count <= 0) {
-            throw fault(path, count < 0 ? std::strerror(errno) : "the image changes while it is read");
+            throw fault(path, count < 0 ? std::strerror(errno) : changes);
         }
         works = EVP_DigestUpdate(context.get(), buffer.data(), static_cast<std::size_t>(count)) == 1;
         offset += count;
@@ -78,7 +79,7 @@ void image_t::make_hash(const std::string& path) {
         throw fault(path, "its SHA-256 cannot be made");
     }
     if (has_changed()) {
-        throw fault(path, "the image changes while it is read");
+        throw fault(path, changes);
     }
     constexpr const char* digits = "0123456789abcdef";
     for (unsigned i = 0; i < length; ++i) {

@@ -24,7 +24,6 @@ class silence_t {
         if (::tcgetattr(STDIN_FILENO, &shown_) != 0) {
             throw std::runtime_error{"--user: no password, no FWPUSH_PASSWORD and no terminal to ask on"};
         }
-        signal_seen = 0;
         struct sigaction note {};
         note.sa_handler = [](int signal) { signal_seen = signal; };
         sigset_t set{};

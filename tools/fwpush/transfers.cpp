@@ -54,7 +54,6 @@ transfers_t::transfers_t(std::size_t units)
     curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &transfers_t::on_timer);
     curl_multi_setopt(multi_, CURLMOPT_TIMERDATA, this);
     curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, static_cast<long>(units + 1));
-    curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
 }
 
 transfers_t::~transfers_t() {
@@ -68,13 +67,6 @@ void transfers_t::begin(CURL* handle) {
 
 void transfers_t::abort(CURL* handle) {
     curl_multi_remove_handle(multi_, handle);
-}
-
-void transfers_t::heed(int fd) const {
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.fd = -1;
-    ::epoll_ctl(epoll_, EPOLL_CTL_ADD, fd, &event);
 }
 
 int transfers_t::on_socket(CURL* /*handle*/, curl_socket_t socket, int what, void* self, void* known) {
@@ -98,44 +90,39 @@ void transfers_t::watch(curl_socket_t socket, int what, bool known) {
 
 int transfers_t::on_timer(CURLM* /*multi*/, long time, void* self) {
     auto& transfers = *static_cast<transfers_t*>(self);
-    transfers.has_deadline_ = time >= 0;
-    transfers.deadline_ = steady_clock::now() + milliseconds{std::max(time, 0L)};
+    transfers.deadline_.reset();
+    if (time >= 0) {
+        transfers.deadline_ = steady_clock::now() + milliseconds{time};
+    }
     return 0;
 }
 
 void transfers_t::act_on_timer() {
-    if (has_deadline_ && steady_clock::now() >= deadline_) {
-        has_deadline_ = false;
-        int running = 0;
+    if (deadline_ && steady_clock::now() >= *deadline_) {
+        deadline_.reset();
+        int running{};
         curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running);
     }
 }
 
 void transfers_t::run(time_point_t until) {
-    act_on_timer();
-    const auto wake = has_deadline_ ? std::min(until, deadline_) : until;
+    const auto wake = std::min(until, deadline_.value_or(until));
     const auto left = std::chrono::ceil<milliseconds>(wake - steady_clock::now());
     std::array<epoll_event, events_at_once> events{};
-    const int count =
-        ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()),
-                     static_cast<int>(std::clamp(left, milliseconds{0}, milliseconds{60'000}).count()));
+    const int count = ::epoll_wait(epoll_, events.data(), static_cast<int>(events.size()),
+                                   static_cast<int>(std::max(left, milliseconds{}).count()));
     for (int i = 0; i < count; ++i) {
         const auto& event = events.at(static_cast<std::size_t>(i));
-        int running = 0;
-        if (event.data.fd >= 0) {
-            curl_multi_socket_action(multi_, event.data.fd, selected_by(event.events), &running);
-        }
+        int running{};
+        curl_multi_socket_action(multi_, event.data.fd, selected_by(event.events), &running);
     }
     act_on_timer();
     tell_clients();
 }
 
 void transfers_t::tell_clients() {
-    int left = 0;
+    int left{};
     while (const CURLMsg* const message = curl_multi_info_read(multi_, &left)) {
-        if (message->msg != CURLMSG_DONE) {
-            continue;
-        }
         CURL* const handle = message->easy_handle;
         const auto result = message->data.result;
         client_t* client = nullptr;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <optional>
 
 namespace fwpush {
 
@@ -33,11 +34,9 @@ class transfers_t {
     void begin(CURL* handle);
     /// Ends it, without telling its client. Nothing happens when it is not under way.
     void abort(CURL* handle);
-    /// Lets `run` return early whenever that descriptor can be read.
-    void heed(int fd) const;
 
-    /// Moves transfers on and tells their clients, until there is nothing to do before `until`, or something
-    /// has happened.
+    /// Moves transfers on and tells their clients, until there is nothing to do before `until`, which is
+    /// soon, or something has happened.
     void run(time_point_t until);
 
   private:
@@ -50,8 +49,7 @@ class transfers_t {
 
     int epoll_;
     CURLM* multi_;
-    bool has_deadline_ = false;
-    time_point_t deadline_;
+    std::optional<time_point_t> deadline_;  // of libcurl's own next action
 };
 
 }  // namespace fwpush

@@ -44,8 +44,9 @@ unit_link_t::unit_link_t(std::string url, const options_t& options, transfers_t&
     : url_{std::move(url)}, options_{options}, transfers_{transfers}, receiver_{std::move(receiver)} {}
 
 unit_link_t::~unit_link_t() {
-    abort();
+    transfers_.abort(handle_);
     curl_easy_cleanup(handle_);
+    curl_slist_free_all(headers_);
 }
 
 void unit_link_t::make_handle() {
@@ -97,7 +98,6 @@ void unit_link_t::send(const image_t& image, progress_t progress) {
     image_ = &image;
     progress_ = std::move(progress);
     sent_ = 0;
-    image_failed_ = false;
     headers_ = curl_slist_append(headers_, "Content-Type: application/octet-stream");
     headers_ = curl_slist_append(headers_, ("X-Firmware-Hash: " + image.hash()).c_str());
     curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers_);
@@ -114,13 +114,6 @@ void unit_link_t::send(const image_t& image, progress_t progress) {
     curl_easy_setopt(handle_, CURLOPT_LOW_SPEED_TIME,
                      static_cast<long>(std::chrono::ceil<std::chrono::seconds>(options_.timeout).count()));
     begin(upload_path);
-}
-
-void unit_link_t::abort() {
-    if (handle_ != nullptr) {
-        transfers_.abort(handle_);
-    }
-    stop_sending();
 }
 
 // The handle's buffer and settings are good for an upload alone.

@@ -26,14 +26,13 @@ class unit_link_t final : private transfers_t::client_t {
     unit_link_t(std::string url, const options_t& options, transfers_t& transfers, receiver_t receiver);
     unit_link_t(const unit_link_t&) = delete;
     unit_link_t& operator=(const unit_link_t&) = delete;
+    /// Ends what is under way; the receiver is not called.
     ~unit_link_t();
 
     /// Gets a page. It is given ten seconds, or the operator's patience if that is shorter, and 128 kB.
     void get(std::string_view path);
     /// Sends the image, which must outlive the transfer. It may take any time as long as bytes move.
     void send(const image_t& image, progress_t progress);
-    /// Ends what is under way; the receiver is not called.
-    void abort();
 
   private:
     void transferred(CURLcode result) override;
@@ -58,7 +57,7 @@ class unit_link_t final : private transfers_t::client_t {
     const image_t* image_ = nullptr;
     curl_slist* headers_ = nullptr;
     progress_t progress_;
-    std::int64_t sent_ = 0;
+    std::int64_t sent_{};
     bool image_failed_ = false;
 };
 

@@ -63,6 +63,11 @@ std::size_t width_of(std::string_view printable_text) {
            static_cast<std::size_t>(std::count_if(printable_text.begin(), printable_text.end(), follows));
 }
 
+std::string filled(std::string printable_text, std::size_t width) {
+    printable_text.append(width - std::min(width, width_of(printable_text)), ' ');
+    return printable_text;
+}
+
 std::string minutes(std::chrono::milliseconds time) {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
     std::array<char, 32> text{};

@@ -36,6 +36,9 @@ struct unit_view_t {
 /// How many characters a printable text has.
 [[nodiscard]] std::size_t width_of(std::string_view printable_text);
 
+/// A printable text filled up with blanks to a width; a wider one stays as it is.
+[[nodiscard]] std::string filled(std::string printable_text, std::size_t width);
+
 /// Minutes and seconds, "1:05".
 [[nodiscard]] std::string minutes(std::chrono::milliseconds time);
 

@@ -16,11 +16,28 @@ TEST(unit_address, is_a_host_with_or_without_port_or_a_url) {
 }
 
 TEST(unit_address, that_is_none_says_so) {
-    for (const std::string name :
-         {"", "a b", "panel:99999", "panel:x", "ftp://panel", "http://", "http://panel/x", "panel?x",
-          "panel#x", "me:secret@panel", "\n", "http://a\x1b[2J"}) {
+    const std::string none = "no host, host:port or URL: ";
+    const std::string ends = "a unit's URL ends behind host and port";
+    const std::string secret = "user and password belong into --user";
+    const std::pair<const char*, std::string> cases[]{
+        {"", none + "No host part in the URL"},
+        {"a b", none + "Bad hostname"},
+        {"panel:99999", none + "Port number was not a decimal number between 0 and 65535"},
+        {"panel:x", none + "Port number was not a decimal number between 0 and 65535"},
+        {"ftp://panel", "not reached by http or https"},
+        {"http://", none + "No host part in the URL"},
+        {"http://panel/x", ends},
+        {"panel?x", ends},
+        {"panel#x", ends},
+        {"me:secret@panel", secret},
+        {"me@panel", secret},
+        {":secret@panel", secret},
+        {"\n", none + "Bad hostname"},
+        {"http://a\x1b[2J", none + "Bad hostname"},
+    };
+    for (const auto& [name, fault] : cases) {
         const auto address = fwpush::address_of(name);
-        EXPECT_NE(address.fault, "") << name;
+        EXPECT_EQ(address.fault, fault) << name;
         EXPECT_EQ(address.url, "") << name;
         EXPECT_EQ(address.name, name);
     }
@@ -31,9 +48,9 @@ TEST(unit_address, counts_once) {
         fwpush::addresses_of({"panel", "http://panel:80/", "panel:81", "https://panel", "?", "?", "PANEL"});
     std::string faults;
     for (const auto& address : addresses) {
-        faults += address.fault.empty() ? '.' : 'x';
+        faults += address.fault.empty() ? "." : address.fault == "the same unit was named before" ? "s" : "x";
     }
-    EXPECT_EQ(faults, ".x..xxx");
+    EXPECT_EQ(faults, ".s..xxs");
 }
 
 }  // namespace
