@@ -194,8 +194,8 @@ other waiting 0 %
 other uploading 0 %
 other unsupported_hardware: the image is not for its hardware
 has preparing
-has up_to_date: it has this firmware
 has refused: the same unit was named before
+has up_to_date: it has this firmware
 none preparing
 none lost: Could not resolve host: none
 path refused: a unit's URL ends behind host and port""")
