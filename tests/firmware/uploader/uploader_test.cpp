@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,7 @@ class scripted_unit_t : public firmware::uploader_t, public firmware::uploader_o
     time_point_t time{1000s};
     time_point_t watched_from = time;
     std::chrono::nanoseconds longest_pause{};
+    int looks = 0;
     bool unsupported = false;
     std::string reason;
 
@@ -75,7 +77,12 @@ class scripted_unit_t : public firmware::uploader_t, public firmware::uploader_o
         watched_from = time;
         return request("upload");
     }
-    time_point_t now() override { return time; }
+    time_point_t now() override {
+        if (++looks > 50'000) {
+            throw std::logic_error{"it does not end"};
+        }
+        return time;
+    }
     void pause(std::chrono::nanoseconds length) override {
         time += length;
         longest_pause = std::max(longest_pause, length);
