@@ -445,30 +445,44 @@ has  refused  0:00  the same unit was named before
         self.assertEqual(unit.received, IMAGE)
         self.assertEqual(answer(b"sec\x03")[1:], (True, -signal.SIGINT))
 
+    def pictures(self, rows, columns, units):
+        """What fwpush draws on a terminal of that size, each picture a list of lines; what it prints below; its end."""
+        with tempfile.NamedTemporaryFile("w") as listed:
+            listed.write("# all of them\n" + "\n".join(f"  {unit.name}  # one" for unit in units))
+            listed.flush()
+            pid, terminal = pty.fork()
+            if pid == 0:
+                os.execvp("sh", ["sh", "-c", f"stty rows {rows} cols {columns}; exec {FWPUSH} --units {listed.name} "
+                                             f"{self.image.name}"])
+            output = b""
+            try:
+                while piece := os.read(terminal, 65536):
+                    output += piece
+            except OSError:
+                pass
+            exit_status = os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
+        os.close(terminal)
+        *pictures, summary = output.decode().split("\x1b[J")
+        return [picture.split("\x1b[K\r\n")[:-1] for picture in pictures], summary, exit_status
+
     def test_bars_fit_a_terminal_with_fewer_lines_than_units(self):
         units = [Unit(fw_upload=["unsupported hardware"]), *(Unit() for _ in range(39))]
-        listed = tempfile.NamedTemporaryFile("w")
-        listed.write("# all of them\n" + "\n".join(f"  {unit.name}  # one" for unit in units))
-        listed.flush()
-        pid, terminal = pty.fork()
-        if pid == 0:
-            os.execvp("sh", ["sh", "-c", f"stty rows 12 cols 60; exec {FWPUSH} --units {listed.name} {self.image.name}"])
-        output = b""
-        try:
-            while piece := os.read(terminal, 65536):
-                output += piece
-        except OSError:
-            pass
-        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), 1)
-        pictures = output.decode().split("\x1b[J")[:-1]
+        pictures, summary, exit_status = self.pictures(12, 60, units)
+        self.assertEqual(exit_status, 1)
         self.assertGreater(len(pictures), 3)
-        for picture in pictures:
-            lines = picture.split("\x1b[K\r\n")[:-1]
+        for lines in pictures:
             self.assertEqual(len(lines), 11)
             self.assertLess(max(len(line.split("A")[-1]) for line in lines[1:]), 60)
-        self.assertIn("... all 40 units: 39 complete, 1 unsupported_hardware", pictures[-1])
-        self.assertRegex(pictures[-1], units[0].name + r" +\[#{5}\] 100 %  unsupported_hardware +0:\d\d")
-        self.assertIn("40 units: 39 complete, 1 unsupported_hardware", output.decode().split("\x1b[J")[-1])
+        self.assertEqual(pictures[-1][-1], "... all 40 units: 39 complete, 1 unsupported_hardware")
+        self.assertRegex(pictures[-1][0], units[0].name + r" +\[#{5}\] 100 %  unsupported_hardware +0:\d\d")
+        self.assertIn("40 units: 39 complete, 1 unsupported_hardware", summary)
+
+    def test_a_terminal_too_small_for_bars_gets_those_for_a_usual_one(self):
+        units = [Unit(firmware_hash=[HASH]) for _ in range(5)]
+        for rows, columns, lines, longest in ((4, 80, 3, 77), (3, 80, 5, 77), (24, 20, 5, 19), (24, 19, 5, 77)):
+            pictures, _, exit_status = self.pictures(rows, columns, units)
+            self.assertEqual((exit_status, len(pictures[-1]), max(len(line) for line in pictures[-1][1:])),
+                             (0, lines, longest), (rows, columns))
 
 
 if __name__ == "__main__":
