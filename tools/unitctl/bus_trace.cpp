@@ -8,7 +8,7 @@ namespace tools::unitctl {
 
 namespace {
 
-std::string line_of(const bus_access_t& access) {
+std::string line_of(const bus_access_t& access, std::uint64_t times) {
     using kind_e = bus_access_t::kind_e;
     const bool reads = access.kind == kind_e::read32 || access.kind == kind_e::read8;
     const bool is_byte = access.kind == kind_e::read8 || access.kind == kind_e::write8;
@@ -16,16 +16,11 @@ std::string line_of(const bus_access_t& access) {
     int length = std::snprintf(text.data(), text.size(),
                                access.in_shared_region ? "  %s shared %05x %0*x" : "  %s %06x %0*x",
                                reads ? "read " : "write", access.offset, is_byte ? 2 : 8, access.value);
-    if (access.times > 1) {
+    if (times > 1) {
         length += std::snprintf(text.data() + length, text.size() - static_cast<std::size_t>(length),
-                                " x %llu", static_cast<unsigned long long>(access.times));
+                                " x %llu", static_cast<unsigned long long>(times));
     }
     return {text.data(), static_cast<std::size_t>(length)};
-}
-
-bool same(const bus_access_t& one, const bus_access_t& other) {
-    return one.kind == other.kind && one.in_shared_region == other.in_shared_region &&
-           one.offset == other.offset && one.value == other.value;
 }
 
 }  // namespace
@@ -36,8 +31,8 @@ std::uint64_t bus_trace_t::take_count() {
 
 std::string bus_trace_t::take_text() {
     std::string text;
-    for (const auto& access : kept_) {
-        text += line_of(access) + '\n';
+    for (const auto& [access, times] : kept_) {
+        text += line_of(access, times) + '\n';
     }
     kept_.clear();
     return text;
@@ -64,11 +59,10 @@ void bus_trace_t::note(bus_access_t::kind_e kind, const std::byte* address, std:
         }
         const bus_access_t access{kind, region.is_shared, static_cast<std::uint32_t>(address - region.start),
                                   value};
-        if (!kept_.empty() && same(kept_.back(), access)) {
-            ++kept_.back().times;
-        } else {
-            kept_.push_back(access);
+        if (kept_.empty() || kept_.back().first != access) {
+            kept_.emplace_back(access, 0);
         }
+        ++kept_.back().second;
         return;
     }
 }

@@ -5,18 +5,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tools::unitctl {
 
-/// One access to a unit's device memory, or the same one several times in a row.
+/// One access to a unit's device memory.
 struct bus_access_t {
     enum class kind_e : std::uint8_t { read32, write32, read8, write8 };
     kind_e kind{};
     bool in_shared_region = false;  ///< otherwise in the FPGA region
     std::uint32_t offset = 0;       ///< from the start of its region
     std::uint32_t value = 0;
-    std::uint64_t times = 1;
+    bool operator==(const bus_access_t& other) const = default;
 };
 
 /// Every access of this process to device memory. `unitctl` has an access file of its own
@@ -49,7 +50,7 @@ class bus_trace_t {
     };
 
     std::vector<region_t> regions_;
-    std::vector<bus_access_t> kept_;
+    std::vector<std::pair<bus_access_t, std::uint64_t>> kept_;  // how often in a row
     std::uint64_t count_ = 0;
     bool keeping_ = false;
 };

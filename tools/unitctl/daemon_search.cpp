@@ -43,7 +43,7 @@ std::optional<pid_t> find_daemon() {
     std::error_code error;
     for (fs::directory_iterator entry{"/proc", error}, end; !error && entry != end; entry.increment(error)) {
         const auto name = entry->path().filename().string();
-        pid_t process = 0;
+        pid_t process{};
         const auto [stop, fault] = std::from_chars(name.data(), name.data() + name.size(), process);
         if (fault == std::errc{} && *stop == '\0' && is_daemon(entry->path()) &&
             has_open(entry->path(), device)) {

@@ -83,6 +83,18 @@ void add_platform(facts_t& facts, session_t& session) {
     }
 }
 
+/// Of a front panel or a page station. Throws `refusal_t` when it does not tell.
+long display_revision(session_t& session) {
+    int panel_revision = 0;
+    if (io::front_panel_t::is_supported()) {
+        require_done([&] { return session.front_panel().read_revision(panel_revision); });
+        return panel_revision;
+    }
+    std::uint32_t station_revision = 0;
+    require_done([&] { return session.page_station().get_revision(station_revision); });
+    return static_cast<long>(station_revision);
+}
+
 /// The display, and what it tells of itself.
 void add_display(facts_t& facts, session_t& session) {
     const bool has_panel = io::front_panel_t::is_supported();
@@ -105,14 +117,10 @@ void add_display(facts_t& facts, session_t& session) {
     }
     const drivers_aside_t aside;
     try {
-        int revision = 0;
-        std::uint32_t station_revision = 0;
-        if (has_panel && session.front_panel().read_revision(revision)) {
-            facts.push_back({"display_revision", "Revision", static_cast<long>(revision)});
-        } else if (has_station && session.page_station().get_revision(station_revision)) {
-            facts.push_back({"display_revision", "Revision", static_cast<long>(station_revision)});
-        } else if (has_serial) {
+        if (has_serial) {
             static_cast<void>(session.serial_panel());
+        } else {
+            facts.push_back({"display_revision", "Revision", display_revision(session)});
         }
         facts.push_back({"display_state", "Display state", std::string{"answers"}});
     } catch (const std::exception&) {

@@ -41,9 +41,9 @@ void require(io::issp_result_e result, const char* what) {
 }
 
 bool check(session_t& session, const std::string& path) {
+    static_cast<void>(session.page_station());
     std::uint16_t wanted = 0;
     static_cast<void>(read_image(path, wanted));
-    static_cast<void>(session.page_station());
     const programming_t programming;
     io::issp_t issp{io::keypad_lines()};
     std::uint16_t sum = 0;

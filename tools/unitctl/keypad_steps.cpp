@@ -37,11 +37,15 @@ io::issp_t& programming(session_t& session) {
     return issp;
 }
 
-/// Takes one of an image's blocks for the next step.
-void take_block(io::issp_t& issp, const std::string& path, unsigned block) {
+void require_block(unsigned block) {
     if (block >= io::keypad_block_count) {
         throw refusal_t{"there are blocks 0 to 63"};
     }
+}
+
+/// Takes one of an image's blocks for the next step.
+void take_block(io::issp_t& issp, const std::string& path, unsigned block) {
+    require_block(block);
     std::uint16_t sum = 0;
     const auto image = read_image(path, sum);
     issp.set_block(std::span{image}.subspan(block * io::keypad_block_size).first<io::keypad_block_size>());
@@ -130,6 +134,7 @@ void add_block_steps(CLI::App& step, session_t& session) {
                  &io::issp_t::fProgramTargetBlock},
           {"fetch", "Makes it read a block of its flash", &io::issp_t::fVerifySetup}}) {
         add_command<unsigned>(step, name, help, {{block}}, [&session, make = run](unsigned number) {
+            require_block(number);
             require_success((programming(session).*make)(number));
         });
     }

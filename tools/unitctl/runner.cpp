@@ -152,8 +152,8 @@ void runner_t::run_script(const std::string& path) {
             std::printf("> %s\n", line.c_str());
             status = run(words);
         } catch (const refusal_t& error) {
-            std::printf("> %s\n%s\n", line.c_str(), error.what());
-            status = bad_usage;
+            std::printf("> %s\n", line.c_str());
+            status = report(bad_usage, error.what());
         }
         highest = std::max(highest, status);
     }

@@ -20,10 +20,14 @@ bool sweep(session_t& session, std::chrono::milliseconds period) {
 }
 
 bool animate(session_t& session, double seconds, const std::optional<std::int32_t>& percent) {
+    if (!(seconds > 0)) {
+        throw refusal_t{"the animation plays for some seconds"};
+    }
     auto& panel = session.serial_panel();
     if (percent && *percent < 0) {
         return false;
     }
+    static_cast<void>(panel.clear());  // a line that is not open fails here rather than on the worker
     panel.start();
     if (percent) {
         static_cast<void>(panel.set_progress(*percent));
@@ -42,7 +46,7 @@ void add_serial_commands(CLI::App& app, session_t& session) {
         bool sweep = false;
         bool clear = false;
         bool close = false;
-        double animate = 0;
+        std::optional<double> animate;
     };
     const auto options = std::make_shared<options_t>();
     auto& serial = *app.add_subcommand(
@@ -52,20 +56,24 @@ void add_serial_commands(CLI::App& app, session_t& session) {
     auto* const animation =
         what.add_option("--animate", options->animate,
                         "The running squares, for so many seconds; with PERCENT they give way to it");
-    for (auto* const other :
+    std::vector others{percent, animation};
+    for (auto* const flag :
          {what.add_flag("--sweep", options->sweep, "Every percentage from 0 to 100"),
           what.add_flag("--clear", options->clear, "Nothing: blank digits, LEDs out"),
           what.add_flag("--close", options->close, "\"OFFL\", as a panel that is given up")}) {
-        other->excludes(percent)->excludes(animation);
+        for (auto* const other : others) {
+            flag->excludes(other);
+        }
+        others.push_back(flag);
     }
-    what.require_option(1, 2);
+    what.require_option();
     serial.callback([&session, options] {
         constexpr auto sweep_period = 50ms;
-        const bool done = options->animate > 0 ? animate(session, options->animate, options->percent)
-                          : options->percent   ? session.serial_panel().draw_progress(*options->percent)
-                          : options->sweep     ? sweep(session, sweep_period)
-                          : options->clear     ? session.serial_panel().clear()
-                                               : session.serial_panel().close();
+        const bool done = options->animate   ? animate(session, *options->animate, options->percent)
+                          : options->percent ? session.serial_panel().draw_progress(*options->percent)
+                          : options->sweep   ? sweep(session, sweep_period)
+                          : options->clear   ? session.serial_panel().clear()
+                                             : session.close_serial_panel();
         if (!done) {
             throw refusal_t{""};
         }

@@ -154,6 +154,12 @@ io::io_lx4s_t& session_t::serial_panel() {
     return panel;
 }
 
+bool session_t::close_serial_panel() {
+    auto& panel = serial_panel();
+    serial_up_ = false;
+    return panel.close();
+}
+
 void session_t::claim_display() const {
     const auto daemon = force ? std::nullopt : find_daemon();
     if (daemon) {
@@ -179,9 +185,8 @@ void session_t::print_accesses() const {
 void session_t::repeat(std::chrono::milliseconds period, std::chrono::milliseconds limit,
                        const std::function<bool()>& step) const {
     const interruptible_t interruptible;
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (step() && interrupted == 0 &&
-           (limit.count() == 0 || std::chrono::steady_clock::now() + period <= end)) {
+    for (auto spent = period; step() && interrupted == 0 && (limit.count() == 0 || spent <= limit);
+         spent += period) {
         print_accesses();
         std::this_thread::sleep_for(period);
     }

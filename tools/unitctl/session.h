@@ -40,6 +40,8 @@ class session_t {
     /// Brings up whichever LCD the unit has; true when it is a page station's.
     [[nodiscard]] bool lcd_is_page_stations();
     [[nodiscard]] io::io_lx4s_t& serial_panel();
+    /// Gives the serial panel up: "OFFL", line closed. The next command that uses it brings it up anew.
+    bool close_serial_panel();
 
     /// Throws `refusal_t` while the daemon holds the display, unless `force` is set.
     void claim_display() const;
@@ -47,7 +49,7 @@ class session_t {
     /// Prints what `set_trace` asked for of the accesses since the last call.
     void print_accesses() const;
     /// Calls `step` once every `period` until it returns false, Ctrl-C is pressed or `limit` has passed (0 is
-    /// never).
+    /// never). Time is counted in periods: the number of calls does not depend on how long they take.
     void repeat(std::chrono::milliseconds period, std::chrono::milliseconds limit,
                 const std::function<bool()>& step) const;
 
