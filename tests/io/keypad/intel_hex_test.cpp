@@ -57,6 +57,16 @@ TEST(intel_hex, a_line_gives_its_fields_or_the_code_of_what_is_wrong) {
     }
 }
 
+TEST(intel_hex, what_goes_beyond_the_longest_line_is_the_next_one) {
+    const std::string first = ":03003A0002337A14";
+    const auto file = stream_of(first + std::string(io::ihex_line_limit - first.size(), '.') + ":00000001FF");
+    ihex_record record;
+    EXPECT_EQ(read_record(&record, file.get()), success);
+    EXPECT_EQ(std::ftell(file.get()), 767);
+    EXPECT_EQ(read_record(&record, file.get()), success);
+    EXPECT_EQ(record.type, 1);
+}
+
 TEST(intel_hex, records_of_every_length_are_made_written_and_printed_as_approved) {
     std::array<std::uint8_t, 300> bytes{};
     std::iota(bytes.begin(), bytes.end(), std::uint8_t{0xA0});
