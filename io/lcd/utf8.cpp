@@ -14,7 +14,7 @@ utf8_character_t decode_utf8(std::string_view text, std::uint32_t highest) {
     const auto lead = static_cast<std::uint8_t>(text.front());
     const auto leading_ones = static_cast<unsigned>(std::countl_one(lead));
     if (leading_ones == 0) {
-        return {lead == 0 || lead > highest ? substitute : lead, 1};
+        return {lead == 0 ? substitute : lead, 1};
     }
     if (leading_ones == 1 || leading_ones > 6) {
         return {substitute, 1};

@@ -17,7 +17,7 @@ struct utf8_character_t {
 ///
 /// Whatever makes no character is a "?": a byte that cannot lead a sequence, a sequence with a bad or missing
 /// continuation byte, the value 0 and a value above `highest`. A byte that breaks a sequence is not part of
-/// it; the next character starts there. Never reads past the end of the text.
+/// it; the next character starts there. Never reads past the end of the text. `highest` is at least 127.
 [[nodiscard]] utf8_character_t decode_utf8(std::string_view text, std::uint32_t highest);
 
 }  // namespace io

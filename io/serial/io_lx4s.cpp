@@ -54,9 +54,6 @@ std::uint8_t last_digit_mask(std::int32_t number) {
 io_lx4s_t::io_lx4s_t(std::chrono::milliseconds frame_period) : frame_period_{frame_period} {}
 
 io_lx4s_t::~io_lx4s_t() {
-    if (is_running()) {
-        stop();
-    }
     close();
 }
 

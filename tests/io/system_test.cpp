@@ -8,6 +8,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cinttypes>
+#include <cstdio>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <utility>
@@ -88,6 +91,20 @@ INSTANTIATE_TEST_SUITE_P(every_unit, system_of, testing::Range(std::size_t{0}, u
                              std::ranges::replace(name, '-', '_');
                              return name + '_' + std::to_string(test.param);
                          });
+
+TEST(system, holds_the_registers_of_the_first_generation_mapped) {
+    const tests::checked_unit_t unit{"omap-io"};
+    const system_t hardware;
+    std::ifstream maps{"/proc/self/maps"};
+    std::string line;
+    while (std::getline(maps, line) && !line.ends_with("/dev/omap_io")) {
+    }
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+    ASSERT_EQ(std::sscanf(line.c_str(), "%" SCNx64 "-%" SCNx64, &begin, &end), 2)
+        << line;  // NOLINT(cert-err34-c)
+    EXPECT_EQ(end - begin, 0x5000U) << "18200 bytes in pages";
+}
 
 TEST(system, the_last_of_several_objects_closes_the_device) {
     const tests::checked_unit_t unit{"card-frame"};

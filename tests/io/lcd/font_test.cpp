@@ -50,6 +50,7 @@ TEST(utf8, sequences_are_decoded_and_what_makes_no_character_is_a_question_mark)
     EXPECT_EQ(decoded("\xF0\x9F\x98\x80\xF8\x88\x80\x80\x80\xFD\xBF\xBF\xBF\xBF\xBF", 0x7FFFFFFF),
               (codes_t{0x1F600, 0x200000, 0x7FFFFFFF}));
     EXPECT_EQ(decoded("\xC1\x81", 0xFFFF), codes_t{'A'}) << "a longer form than needed";
+    EXPECT_EQ(decoded({"\0A", 2}, 0xFFFF), (codes_t{'?', 'A'}));
     EXPECT_EQ(decoded("\xFF\x80+\xC0\x80", 0xFFFF), (codes_t{'?', '?', '+', '?'}));
     EXPECT_EQ(decoded("\xC3\xBF\xC4\x80", 255), (codes_t{255, '?'})) << "a font without code page";
     EXPECT_EQ(decoded("\xF0\x90\x80\x80", 0xFFFF), codes_t{'?'}) << "a font with one";
