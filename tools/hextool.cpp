@@ -91,8 +91,6 @@ std::string not_hex_problem(const io::keypad_image_reading_t& reading, const std
                std::to_string(io::keypad_image_size) + " bytes";
     case io::ihex_result_e::empty_line:
         return "the line is empty";
-    case io::ihex_result_e::file_error:
-        return "the file cannot be read";
     default:
         return "the line " + line_problem(line.substr(0, line.find('\r')), reading.record);
     }

@@ -30,8 +30,9 @@ static int run(int argc, char** argv) {
     }
     auto words = app.remaining();
     for (const auto* const command : app.get_subcommands()) {
-        words = command->remaining();
-        words.insert(words.begin(), command->get_name());
+        const auto arguments = command->remaining();
+        words.push_back(command->get_name());
+        words.insert(words.end(), arguments.begin(), arguments.end());
     }
     zel::property_client_t client;
     return tools::property_tool_t{client, stdout, stderr}.run(words);
