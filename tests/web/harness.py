@@ -23,6 +23,8 @@ build = pathlib.Path(os.environ.get("FWSTATUS_BUILD", tree / "build" / "release"
 libc = ctypes.CDLL(None)
 libc.prctl(36, 1)  # PR_SET_CHILD_SUBREAPER
 signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
+# Where the tests run in the background of a shell SIGINT is ignored, and would be by what they start.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 def program(name):
