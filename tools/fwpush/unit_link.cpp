@@ -46,7 +46,6 @@ unit_link_t::unit_link_t(std::string url, const options_t& options, transfers_t&
 unit_link_t::~unit_link_t() {
     transfers_.abort(handle_);
     curl_easy_cleanup(handle_);
-    curl_slist_free_all(headers_);
 }
 
 void unit_link_t::make_handle() {
@@ -98,9 +97,9 @@ void unit_link_t::send(const image_t& image, progress_t progress) {
     image_ = &image;
     progress_ = std::move(progress);
     sent_ = 0;
-    headers_ = curl_slist_append(headers_, "Content-Type: application/octet-stream");
-    headers_ = curl_slist_append(headers_, ("X-Firmware-Hash: " + image.hash()).c_str());
-    curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers_);
+    headers_.reset(curl_slist_append(nullptr, "Content-Type: application/octet-stream"));
+    curl_slist_append(headers_.get(), ("X-Firmware-Hash: " + image.hash()).c_str());
+    curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers_.get());
     curl_easy_setopt(handle_, CURLOPT_POST, 1L);
     curl_easy_setopt(handle_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(image.size()));
     curl_easy_setopt(handle_, CURLOPT_UPLOAD_BUFFERSIZE, send_buffer);
@@ -124,8 +123,6 @@ void unit_link_t::stop_sending() {
     image_ = nullptr;
     curl_easy_cleanup(handle_);
     handle_ = nullptr;
-    curl_slist_free_all(headers_);
-    headers_ = nullptr;
 }
 
 void unit_link_t::transferred(CURLcode result) {

@@ -55,7 +55,7 @@ class unit_link_t final : private transfers_t::client_t {
 
     // While sending.
     const image_t* image_ = nullptr;
-    curl_slist* headers_ = nullptr;
+    std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers_{nullptr, &curl_slist_free_all};
     progress_t progress_;
     std::int64_t sent_{};
     bool image_failed_ = false;
