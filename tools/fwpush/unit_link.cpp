@@ -1,7 +1,6 @@
 #include "tools/fwpush/unit_link.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
@@ -175,10 +174,8 @@ std::size_t unit_link_t::on_reading(char* into, std::size_t size, std::size_t co
     return static_cast<std::size_t>(read);
 }
 
-int unit_link_t::on_seeking(void* self, curl_off_t offset, int origin) {
-    if (origin != SEEK_SET) {
-        return CURL_SEEKFUNC_CANTSEEK;
-    }
+// libcurl counts from the beginning, always.
+int unit_link_t::on_seeking(void* self, curl_off_t offset, int /*origin*/) {
     static_cast<unit_link_t*>(self)->sent_ = offset;
     return CURL_SEEKFUNC_OK;
 }
