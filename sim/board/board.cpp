@@ -18,6 +18,7 @@ class bare_board_t : public device_t {
     std::uint32_t read32(std::uint32_t offset) override {
         return offset == 0 ? fpga_id_ : device_t::read32(offset);
     }
+    [[nodiscard]] std::vector<std::uint32_t> readable() const override { return {0}; }
 
   private:
     std::uint32_t fpga_id_;

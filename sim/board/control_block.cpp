@@ -31,6 +31,7 @@ class sensor_block_t : public device_t {
 
     std::uint32_t read32(std::uint32_t offset) override { return controller_.read32(offset); }
     void write32(std::uint32_t offset, std::uint32_t value) override { controller_.write32(offset, value); }
+    [[nodiscard]] std::vector<std::uint32_t> readable() const override { return controller_.readable(); }
 
   private:
     temperature_sensor_t sensor_;

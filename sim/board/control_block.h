@@ -49,6 +49,9 @@ class unit_registers_t : public device_t {
 
     std::uint32_t read32(std::uint32_t offset) override;
     void write32(std::uint32_t offset, std::uint32_t value) override;
+    [[nodiscard]] std::vector<std::uint32_t> readable() const override {
+        return {0x00, 0x04, 0x0C, 0x10, 0x1C};
+    }
 
   private:
     void write_enables(std::uint32_t value);
@@ -70,6 +73,7 @@ class fan_and_lamp_block_t : public device_t {
 
     std::uint32_t read32(std::uint32_t offset) override;
     void write32(std::uint32_t offset, std::uint32_t value) override;
+    [[nodiscard]] std::vector<std::uint32_t> readable() const override { return {12, 20}; }
 
   private:
     double clock_hz_;

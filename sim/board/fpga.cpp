@@ -46,8 +46,15 @@ void device_t::write8(std::uint32_t offset, std::uint8_t value) {
     report_violation("no byte port to write at " + at(offset) + " of the device, value " + at(value));
 }
 
+void device_t::add_readable(std::vector<std::uint32_t>& offsets, std::uint32_t offset, const device_t& part) {
+    for (const auto place : part.readable()) {
+        offsets.push_back(offset + place);
+    }
+}
+
 void fpga_t::plug(std::uint32_t offset, std::uint32_t length, std::shared_ptr<device_t> device) {
-    slots_.push_back({offset, length, std::move(device)});
+    auto readable = device->readable();
+    slots_.push_back({offset, length, std::move(device), std::move(readable)});
 }
 
 fpga_t::slot_t* fpga_t::owner_of(std::uint32_t offset) {
@@ -78,6 +85,24 @@ void fpga_t::write32(std::uint32_t offset, std::uint32_t value) {
     note(bus_access_t::kind_e::write32, offset, value);
     if (auto* const slot = owner_of(offset)) {
         slot->device->write32(offset - slot->offset, value);
+    }
+}
+
+void fpga_t::slot_t::read(const take_t& take) const {
+    for (const auto place : readable) {
+        take(offset + place, device->read32(place));
+    }
+}
+
+void fpga_t::read_all(const take_t& take) {
+    for (const auto& slot : slots_) {
+        slot.read(take);
+    }
+}
+
+void fpga_t::read_owner(std::uint32_t offset, const take_t& take) {
+    if (const auto* const slot = owner_of(offset)) {
+        slot->read(take);
     }
 }
 

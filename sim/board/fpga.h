@@ -32,6 +32,13 @@ class device_t {
     virtual void write32(std::uint32_t offset, std::uint32_t value);
     virtual std::uint8_t read8(std::uint32_t offset);
     virtual void write8(std::uint32_t offset, std::uint8_t value);
+
+    /// Offsets of the words that can be read.
+    [[nodiscard]] virtual std::vector<std::uint32_t> readable() const { return {}; }
+
+  protected:
+    /// Adds what a part of the device at `offset` has to read.
+    static void add_readable(std::vector<std::uint32_t>& offsets, std::uint32_t offset, const device_t& part);
 };
 
 /// The FPGA's register space: devices plugged in by address range, every access counted and, on request,
@@ -50,6 +57,12 @@ class fpga_t {
     std::uint8_t read8(std::uint32_t offset);
     void write8(std::uint32_t offset, std::uint8_t value);
 
+    /// Reads every word that can be read, of all devices or of the one that owns an offset, for whoever keeps
+    /// a copy of them in memory.
+    using take_t = std::function<void(std::uint32_t offset, std::uint32_t value)>;
+    void read_all(const take_t& take);
+    void read_owner(std::uint32_t offset, const take_t& take);
+
     /// Accesses since the start, and the record of those made while recording was on.
     [[nodiscard]] std::uint64_t access_count() const { return access_count_; }
     void record(bool on) { recording_ = on; }
@@ -61,6 +74,9 @@ class fpga_t {
         std::uint32_t offset;
         std::uint32_t length;
         std::shared_ptr<device_t> device;
+        std::vector<std::uint32_t> readable;
+
+        void read(const take_t& take) const;
     };
 
     slot_t* owner_of(std::uint32_t offset);

@@ -131,6 +131,12 @@ std::uint32_t front_panel_block_t::read32(std::uint32_t offset) {
     return offset == 0 ? state_.control : device_t::read32(offset);
 }
 
+std::vector<std::uint32_t> front_panel_block_t::readable() const {
+    std::vector<std::uint32_t> offsets{0};
+    add_readable(offsets, spi_offset, spi_);
+    return offsets;
+}
+
 void front_panel_block_t::write32(std::uint32_t offset, std::uint32_t value) {
     if (offset >= spi_offset) {
         spi_.write32(offset - spi_offset, value);

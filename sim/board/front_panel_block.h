@@ -62,6 +62,7 @@ class front_panel_block_t : public device_t {
 
     std::uint32_t read32(std::uint32_t offset) override;
     void write32(std::uint32_t offset, std::uint32_t value) override;
+    [[nodiscard]] std::vector<std::uint32_t> readable() const override;
 
     [[nodiscard]] spi_controller_t& spi() { return spi_; }
 

@@ -83,6 +83,12 @@ void page_station_block_t::write8(std::uint32_t offset, std::uint8_t value) {
     lcd_(offset == 0x507, value);
 }
 
+std::vector<std::uint32_t> page_station_block_t::readable() const {
+    std::vector<std::uint32_t> offsets{0x000, 0x100, 0x200, 0x300};
+    add_readable(offsets, spi_offset, spi_);
+    return offsets;
+}
+
 std::uint32_t page_station_block_t::read_control() const {
     return registers_.control | (state_.general_inputs[0] ? 1u << 3 : 0) |
            (state_.general_inputs[1] ? 1u << 4 : 0);

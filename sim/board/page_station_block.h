@@ -42,6 +42,7 @@ class page_station_block_t : public device_t {
     std::uint32_t read32(std::uint32_t offset) override;
     void write32(std::uint32_t offset, std::uint32_t value) override;
     void write8(std::uint32_t offset, std::uint8_t value) override;
+    [[nodiscard]] std::vector<std::uint32_t> readable() const override;
 
   private:
     void write_control(std::uint32_t value);

@@ -38,6 +38,14 @@ std::uint32_t spi_controller_t::read32(std::uint32_t offset) {
     return device_t::read32(offset);
 }
 
+std::vector<std::uint32_t> spi_controller_t::readable() const {
+    std::vector<std::uint32_t> offsets{0};
+    for (std::uint32_t i = 0; i < held_.receive.size(); ++i) {
+        offsets.push_back(0x80 + 4 * i);
+    }
+    return offsets;
+}
+
 std::uint32_t spi_controller_t::status() {
     constexpr std::uint32_t busy = 1U << 2;
     constexpr std::uint32_t done = 1U << 4;

@@ -63,6 +63,7 @@ class spi_controller_t : public device_t {
 
     std::uint32_t read32(std::uint32_t offset) override;
     void write32(std::uint32_t offset, std::uint32_t value) override;
+    [[nodiscard]] std::vector<std::uint32_t> readable() const override;
 
     [[nodiscard]] spi_link_t& link() { return link_; }
     /// Lets a fault show after some more transfers that go well.

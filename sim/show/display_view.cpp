@@ -133,8 +133,7 @@ class serial_panel_view_t final : public display_view_t {
 
 }  // namespace
 
-std::unique_ptr<display_view_t> make_display_view(unit_t& unit) {
-    const auto& definition = unit.definition();
+std::unique_ptr<display_view_t> make_lcd_view(const unit_definition_t& definition) {
     if (definition.has_front_panel) {
         return std::make_unique<front_panel_view_t>(shared_state<front_panel_state_t>("front_panel"));
     }
@@ -142,10 +141,15 @@ std::unique_ptr<display_view_t> make_display_view(unit_t& unit) {
         return std::make_unique<page_station_view_t>(shared_state<glass_state_t>("glass"),
                                                      shared_state<page_station_state_t>("page_station"));
     }
-    if (unit.serial_module() != nullptr) {
-        return std::make_unique<serial_panel_view_t>(*unit.serial_module());
-    }
     return nullptr;
+}
+
+std::unique_ptr<display_view_t> make_display_view(unit_t& unit) {
+    if (auto lcd = make_lcd_view(unit.definition())) {
+        return lcd;
+    }
+    return unit.serial_module() == nullptr ? nullptr
+                                           : std::make_unique<serial_panel_view_t>(*unit.serial_module());
 }
 
 }  // namespace sim

@@ -35,6 +35,9 @@ class display_view_t {
                                                  std::optional<int> percent) const = 0;
 };
 
+/// The view of the LCD that this process's unit root has; null when the unit has none.
+[[nodiscard]] std::unique_ptr<display_view_t> make_lcd_view(const unit_definition_t& definition);
+
 /// The view of the display that a unit has; null when it has none.
 [[nodiscard]] std::unique_ptr<display_view_t> make_display_view(unit_t& unit);
 
