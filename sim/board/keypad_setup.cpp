@@ -63,6 +63,10 @@ std::string intel_hex_text(std::span<const std::uint8_t> bytes, std::size_t reco
     return text + hex_line(0, end_of_file, {});
 }
 
+std::string keypad_firmware_file() {
+    return intel_hex_text(keypad_firmware(current));
+}
+
 void set_up_chip(keypad_chip_state_t& chip, keypad_setup_e setup) {
     constexpr unsigned older = 1;
     chip = {};
@@ -96,7 +100,7 @@ void set_up_chip(keypad_chip_state_t& chip, keypad_setup_e setup) {
 }
 
 page_station_state_t& set_up_keypad(const unit_root_t& unit, keypad_setup_e setup) {
-    unit.write_file(zel::paths::keypad_firmware, intel_hex_text(keypad_firmware(current)));
+    unit.write_file(zel::paths::keypad_firmware, keypad_firmware_file());
     auto& state = shared_state<page_station_state_t>("page_station");
     set_up_chip(state.chip, setup);
     return state;

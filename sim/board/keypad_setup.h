@@ -34,6 +34,9 @@ enum class keypad_setup_e : std::uint8_t {
 /// Bytes as Intel HEX text from address 0 on, with an end-of-file record.
 [[nodiscard]] std::string intel_hex_text(std::span<const std::uint8_t> bytes, std::size_t record_length = 16);
 
+/// The image file of the firmware that is up to date, version 2.
+[[nodiscard]] std::string keypad_firmware_file();
+
 /// Puts a keypad controller's chip into a state; firmware version 2 is the one that is up to date.
 void set_up_chip(keypad_chip_state_t& chip, keypad_setup_e setup);
 

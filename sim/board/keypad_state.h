@@ -18,6 +18,7 @@ struct keypad_chip_state_t {
     std::array<std::uint8_t, 2> silicon_id{0x00, 0xBA};
     std::array<std::uint8_t, block_size * block_count> flash{};  ///< erased: all zero
     std::uint32_t slow_looks = 1;          ///< looks of the host that find an erase or program still running
+    std::uint32_t key_window_us = 1000;    ///< after a reset, in which the entry key is heard
     std::uint32_t entries_to_miss = 0;     ///< resets whose entry key goes unheard, before one works
     bool never_finishes = false;           ///< operations start and do not end
     std::uint32_t troubled_operation = 0;  ///< which operation, counted from 1, ...

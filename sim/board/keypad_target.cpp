@@ -15,7 +15,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto shortest_reset = 263us;
-constexpr auto key_window = 1ms;
 constexpr unsigned entry_key = 0xCA;
 constexpr unsigned header_bits = 11;
 constexpr unsigned whole_frame = 22;
@@ -121,7 +120,7 @@ void keypad_target_t::leave_reset() {
 void keypad_target_t::judge_key() {
     const bool heard = chip_.entries_to_miss == 0;
     chip_.entries_to_miss -= heard ? 0 : 1;
-    const bool in_time = host_time() - state_.window_opened <= key_window;
+    const bool in_time = host_time() - state_.window_opened <= std::chrono::microseconds{chip_.key_window_us};
     if (state_.frame != entry_key || !in_time) {
         complain(in_time ? "entry key wrong" : "entry key too late");
     }

@@ -3,10 +3,11 @@ import json
 import re
 import time
 
-from .hardware import RegisterMemory, percentage
+from .hardware import RegisterMemory, bar, percentage
 from .processes import UnitError
 from .push import Push
 
+ERROR = 3  # a level of the journal
 BLANK = ["00"] * 6
 ANIMATION = []  # of the panel: sweeps of an upper and of a lower square, LEDs in pairs
 for _step in range(16):
@@ -83,8 +84,10 @@ def check_package_and_service(check):
 def check_memory(check):
     memory = check.machine.registers
     found = memory.get(RegisterMemory.PLATFORM_ID), memory.get(RegisterMemory.SLOT_COUNT)
-    check.require(found == (9, 1), f"platform id and slots in the register memory are {found}")
-    check.fact("register memory: platform id 9, 1 slot, big-endian")
+    errors = sorted(message for message, level in check.journal() if level <= ERROR)
+    check.require(found == check.machine.kind.settles, f"platform id and slots in the register memory are {found}, not "
+                                                       f"{check.machine.kind.settles}; the daemon's errors: {errors}")
+    check.fact(f"register memory: platform id {found[0]}, slots {found[1]}, big-endian")
 
 
 def check_probe(check):
@@ -129,8 +132,9 @@ def check_frames(check):
 UPDATE = ["initializing", "fw_write", "fpga_write", "complete"]
 
 
-def check_push(check, program):
-    """fwpush sends an image; the unit tells of it everywhere, reboots by itself and comes back with it."""
+def check_push(check, program, shown_by, is_probe):
+    """fwpush sends an image; the unit tells of it everywhere, reboots by itself and comes back with it. `shown_by` is
+    the percentage that an event shows on the display, `is_probe` whether one says that the daemon looked for it."""
     machine, ask = check.machine, check.machine.shell.ask
     position, boot = machine.events.count(), ask("cat /proc/sys/kernel/random/boot_id")
     with Push(program, machine) as push:
@@ -141,24 +145,24 @@ def check_push(check, program):
     states = [event.text.split(",")[0] for event in events[:reset] if event.source == "web"]
     states = [state for place, state in enumerate(states) if states[:place][-1:] != [state]]
     check.require([state for state in states if state != "idle"] == UPDATE, f"the status file showed {states}")
-    panel = {percentage(event) for event in events[:reset]} - {None}
-    check.require(len(panel) >= 2 and max(panel) <= 100, f"the panel showed the percentages {panel}")
+    shown = {shown_by(event) for event in events[:reset]} - {None}
+    check.require(len(shown) >= 2 and max(shown) <= 100, f"the display showed the percentages {shown}")
     told = [list(map(int, re.findall(r"\d+(?= begin| state| progress)", event.text))) for event in events[:reset]
             if event.source == "log" and "received: " in event.text]
     # Each pass tells a state and then a percentage; the engine may count between the two.
-    check.require(told and told[-1][0] == 1 and told[-1][1] - told[-1][2] in (0, 1) and told[-1][2] >= 2 * len(panel),
+    check.require(told and told[-1][0] == 1 and told[-1][1] - told[-1][2] in (0, 1) and told[-1][2] >= 2 * len(shown),
                   f"notifications: {told[-3:]}")
-    check.fact(f"fwpush: an image of 1 MiB; status file {', '.join(states)}; panel {', '.join(map(str, sorted(panel)))} %; "
+    check.fact(f"fwpush: an image of 1 MiB; status file {', '.join(states)}; display {', '.join(map(str, sorted(shown)))} %; "
                f"notifications {told[-1][0]} begin, {told[-1][1]} state, {told[-1][2]} progress")
 
     check.require(ask("cat /proc/sys/kernel/random/boot_id") != boot, "the kernel did not start anew")
     check.require(machine.get("/cgi-bin/hw_config?firmware_hash").strip() == push.hash, "the unit runs another image")
     check.require(ask("systemctl show install -p ConditionResult") == "ConditionResult=no", "the package was installed again")
-    for what, matches in (("platform id", lambda event: event.text == "platform id 9, slots 1"),
-                          ("question to the panel", lambda event: event.text == "question")):
+    settled = "platform id {}, slots {}".format(*machine.kind.settles)
+    for what, matches in ("platform id", lambda event: event.text == settled), ("probe of the display", is_probe):
         check.wait_for_event(f"{what} after the reboot", matches, position + reset, 60)
     check.wait("active service", lambda: check.daemon()["ActiveState"] == "active", 60)
-    check.fact("the unit rebooted by itself: a new kernel, service, register memory, panel, the new hash; fwpush says complete")
+    check.fact("the unit rebooted by itself: a new kernel, service, register memory, display, the new hash; fwpush says complete")
 
 
 def check_journal(check, wanted):
@@ -242,8 +246,69 @@ def check_panel_unit(check, fwpush):
     check_journal(check, [("io::io_lx4s: LX4s driver initialized", 7), ("IO system -- Platform: Expander Model B", 7),
                           ("this is not a page station", 6)])
     check_kill(check)
-    check_push(check, fwpush)
+    check_push(check, fwpush, percentage, lambda event: event.text == "question")
     check_frames(check)
+
+
+class Glass:
+    """Compares an LCD with the status file, as long as something else is waited for."""
+
+    def __init__(self, check):
+        self._check, self._machine = check, check.machine
+        self.right, self.difference = set(), "nothing was published"
+
+    def look(self):
+        status = self._machine.last_status
+        if status and status not in self.right:
+            self.difference = self._machine.display.difference(status)
+            if not self.difference:
+                self.right.add(status)
+
+    def require(self, states):
+        missing = set(states) - {status.state for status in self.right}
+        self._check.require(not missing, f"the glass did not show {', '.join(sorted(missing))} as it was published; "
+                                         f"it {self.difference or 'was right otherwise'}")
+        right = sorted({int(status.progress) for status in self.right if status.progress.isdigit()})
+        self._check.require(len(right) >= 4, f"the glass agreed with the status file on the percentages {right} only")
+        self._check.fact(f"the glass agreed with the status file in {', '.join(states)}, on the percentages "
+                         f"{', '.join(map(str, right))}")
+
+    def require_now(self, when):
+        """What is published now, and stays so, is on the glass."""
+        def agrees():
+            self.difference = self._machine.display.difference(self._machine.last_status)
+            return not self.difference
+        try:
+            self._check.wait("agreement", agrees, 20)
+        except UnitError as error:
+            raise UnitError(f"{when} the glass {self.difference}" if self.difference else str(error)) from None
+
+
+def is_lit(event):
+    return event.source == "display" and re.match(r"display .*, backlight 127\b", event.text)
+
+
+def check_lcd_unit(check, fwpush):
+    machine, glass = check.machine, Glass(check)
+    check.wait("status file", lambda: machine.last_status)
+    check_package_and_service(check)
+    check_memory(check)
+    check.wait_for_event("backlight of the display", is_lit, seconds=60)
+    glass.require_now("before the update")
+    check_journal(check, FOUND[machine.kind.unit])
+    check.fact(f"found and lit: {machine.display.caption}, {machine.display.lights}")
+    check.meanwhile = glass.look
+    check_push(check, fwpush, bar, is_lit)
+    check.meanwhile = lambda: None
+    glass.require(UPDATE[1:])
+    glass.require_now("after the reboot")
+    check.require(not machine.display.misuse, f"the devices were misused: {machine.display.misuse[:3]}")
+    check.fact("after the reboot the glass shows what is published; no device was misused")
+
+
+FOUND = {"base-unit": [("IO system -- Platform: Base Unit", 7), ("front panel revision: 0", 6)],
+         "page-station": [("IO system -- Platform: Paging Desk", 7), ("page station initialization", 6),
+                          ("keypad controller firmware is up to date", 6)]}
 
 
 def check_lines_unit(check, _):
@@ -253,4 +318,5 @@ def check_lines_unit(check, _):
     check_journal(check, [("IO system -- Platform: Expander Model C", 7)])
 
 
-COURSES = {"panel": check_panel_unit, "lines": check_lines_unit}
+COURSES = {"panel": check_panel_unit, "front-panel": check_lcd_unit, "page-station": check_lcd_unit,
+           "lines": check_lines_unit}

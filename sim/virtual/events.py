@@ -7,7 +7,7 @@ from dataclasses import dataclass
 @dataclass(frozen=True)
 class Event:
     at: float    # seconds since the emulator's start
-    source: str  # "panel", "web", "memory", "log", "machine" or "test"
+    source: str  # "panel", "display", "web", "memory", "log", "machine" or "test"
     text: str
 
 

@@ -13,7 +13,7 @@ from dataclasses import dataclass
 
 from . import processes
 from .events import Events
-from .hardware import Lines, Panel, RegisterMemory
+from .hardware import Display, Lines, Panel, RegisterMemory
 from .processes import UnitError
 from .shell import Shell
 
@@ -26,13 +26,17 @@ class Kind:
     unit: str            # the simulator's name for it
     description: str
     fpga_id: int | None  # None: no register memory
+    settles: tuple[int, int] | None = None  # platform id and slots, which the daemon writes there
     lines: bool = False  # with GPIO lines
-    panel: bool = False
+    panel: bool = False  # with the serial panel
+    lcd: bool = False    # with an LCD behind the FPGA
 
 
 KINDS = {
     "panel": Kind("serial-panel", "an expander with register memory and a serial front panel (platform 9)", 0xB1F0CA15,
-                  panel=True),
+                  (9, 1), panel=True),
+    "front-panel": Kind("base-unit", "a base unit with an LCD front panel (platform 1)", 0xCAFEBABE, (1, 1), lcd=True),
+    "page-station": Kind("page-station", "a paging desk with an LCD (platform 4)", 0xFEF1F0FD, (4, 1), lcd=True),
     "lines": Kind("expander-c", "an expander with GPIO lines and without an FPGA (platform 12)", None, lines=True),
 }
 
@@ -40,9 +44,10 @@ KINDS = {
 @dataclass
 class Options:
     image: str                 # directory
-    serial_panel: str          # program
+    programs: str              # directory of the simulator's
     port: int = 0              # for the web server; 0: any
     engine_at_start: bool = True
+    blocks: int = 25           # in which the unit writes an image
     append: str = ""           # to the kernel's command line
 
 
@@ -58,9 +63,10 @@ class Machine:
         self._replies, self._reply_came = {}, threading.Condition()
         self._closed = False
         self.last_status, self.last_text = None, ""
-        self.registers = RegisterMemory(kind.fpga_id) if kind.fpga_id else None
-        self.lines = Lines(os.path.join(options.image, "lines.dtb")) if kind.lines else None
-        self.panel = Panel(options.serial_panel, self.events) if kind.panel else None
+        self.registers = RegisterMemory(options.image, kind.fpga_id) if kind.fpga_id else None
+        self.lines = Lines(options.image) if kind.lines else None
+        self.panel = Panel(options.programs, self.events) if kind.panel else None
+        self.display = Display(options.programs, kind.unit, self.registers, self.events) if kind.lcd else None
         self._ends = {name: socket.socketpair() for name in ("console", "shell", "monitor")}
         self._process = self._start(options)
         try:
@@ -76,16 +82,15 @@ class Machine:
             raise
 
     def _start(self, options):
-        hardware = list(filter(None, [self.registers, self.lines, self.panel]))
-        words = ["console=ttyAMA0", "quiet", "panic=-1", "net.ifnames=0", "systemd.show_status=0",
+        hardware = list(filter(None, [self.registers, self.lines, self.panel, self.display]))
+        words = ["console=ttyAMA0", "quiet", "panic=-1", "net.ifnames=0", "fbcon=map:1", "systemd.show_status=0",
                  "systemd.journald.forward_to_console=1", "systemd.journald.max_level_console=debug",
-                 f"unit={self.kind.unit}", options.append]
+                 f"unit={self.kind.unit}", f"blocks={options.blocks}", options.append]
         if options.engine_at_start:
             words.append("systemd.wants=engine.service")
         command = [
             "qemu-system-arm", "-nodefaults", "-display", "none",
-            "-M", "virt,highmem=off" + (",memory-backend=ram" if self.lines else ""),
-            "-cpu", "cortex-a15", "-smp", "1", "-m", "384",
+            "-M", "virt,highmem=off,memory-backend=ram", "-cpu", "cortex-a15", "-smp", "1", "-m", "384",
             "-kernel", f"{options.image}/vmlinuz", "-initrd", f"{options.image}/initrd", "-append", " ".join(words),
             "-drive", f"file={options.image}/disk.ext4,format=raw,if=none,id=disk,snapshot=on",
             "-device", "virtio-blk-pci,drive=disk,addr=3",
@@ -100,7 +105,8 @@ class Machine:
         inherited = [theirs.fileno() for _, theirs in self._ends.values()]
         inherited += [part.descriptor for part in hardware if hasattr(part, "descriptor")]
         process = processes.start(command, inherited, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                  stderr=subprocess.PIPE, text=True)
+                                  stderr=subprocess.PIPE, text=True,
+                                  env=os.environ | (self.display.environment if self.display else {}))
         for _, theirs in self._ends.values():
             theirs.close()
         return process
@@ -116,8 +122,8 @@ class Machine:
             return
         self._closed = True
         processes.stop(self._process)
-        if self.panel:
-            self.panel.close()
+        for display in filter(None, [self.panel, self.display]):
+            display.close()
         for ours, _ in self._ends.values():
             ours.close()
 

@@ -13,15 +13,15 @@ class PlainView:
     """A line for everything that happens but for the panel's every frame."""
 
     def __init__(self, machine):
-        self._machine, self._position, self._glass = machine, 0, None
+        self._machine, self._position, self._frame = machine, 0, None
 
     def show(self):
         for event in self._machine.events.since(self._position):
             self._position += 1
             text = event.text
             if event.source == "panel" and text.startswith("frame"):
-                text = None if text == self._glass or not text.endswith(" 04") else text
-                self._glass = text or self._glass
+                text = None if text == self._frame or not text.endswith(" 04") else text
+                self._frame = text or self._frame
             if text:
                 print(f"{event.at:7.1f} s  {event.source:8} {text}", flush=True)
 
@@ -45,17 +45,24 @@ class LiveView:
             elif event.source in self._facts:
                 self._facts[event.source] = event.text
         columns, rows = shutil.get_terminal_size((120, 32))
-        left = self._left_half(rows)
+        glass = self._glass()[:rows - 2]
+        room = rows - 1 - len(glass)
+        left = self._left_half(room + 1)
         width = max(20, columns - LEFT - 3)
         right = ["unit's log"] + [part for line in self._log
-                                  for part in textwrap.wrap(line, width, subsequent_indent=" " * 8) or [""]][-(rows - 2):]
-        lines = []
-        for row in range(rows - 1):
+                                  for part in textwrap.wrap(line, width, subsequent_indent=" " * 8) or [""]][1 - room:]
+        lines = [f"{row[:columns]}\x1b[K" for row in glass]
+        for row in range(room):
             half = left[row] if row < len(left) else ""
             other = right[row] if row < len(right) else ""
             lines.append(f"{half[:LEFT]:{LEFT}} \x1b[2m│\x1b[0m {other[:width]}\x1b[K")
         sys.stdout.write("\x1b[H" + "\r\n".join(lines) + "\x1b[J")
         sys.stdout.flush()
+
+    def _glass(self):
+        """An LCD needs the terminal's whole width."""
+        display = self._machine.display
+        return [display.caption, *display.glass] if display else []
 
     def _left_half(self, rows):
         machine, status = self._machine, self._machine.last_status or Status("", "", "")

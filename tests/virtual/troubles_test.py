@@ -66,17 +66,22 @@ class Troubles(unittest.TestCase):
         self.assert_told(run("--append", "rdinit=/none root=/none"), "the unit restarted while waiting for status file")
 
     def test_nothing_stays_however_it_ends(self):
-        for number in signal.SIGKILL, signal.SIGTERM, signal.SIGINT:
-            with subprocess.Popen([PROGRAM, "--no-prepare", "--plain"], stdout=subprocess.DEVNULL,
+        serial, lcd = {"serial_panel"}, {"lcd_display", "guardian.sh"}
+        for number, kind, display in ((signal.SIGKILL, "panel", serial), (signal.SIGTERM, "panel", serial),
+                                      (signal.SIGINT, "panel", serial), (signal.SIGKILL, "page-station", lcd)):
+            roots = set(pathlib.Path("/dev/shm").glob("fwu.*"))
+            with subprocess.Popen([PROGRAM, "--no-prepare", "--plain", "--kind", kind], stdout=subprocess.DEVNULL,
                                   stderr=subprocess.DEVNULL, preexec_fn=as_at_a_prompt) as process:
                 end = time.monotonic() + 30
-                while len(below := descendants(process.pid)) < 2 and time.monotonic() < end:
+                while "qemu-system-arm" not in (found := dict(descendants(process.pid)).values()):
+                    self.assertLess(time.monotonic(), end, f"started: {found}")
                     time.sleep(0.1)
-                self.assertEqual({name for _, name in below}, {"serial_panel", "qemu-system-arm"})
+                below = descendants(process.pid)
+                self.assertEqual({name for _, name in below}, {"qemu-system-arm", *display})
                 process.send_signal(number)
                 process.wait(20)
             end = time.monotonic() + 10
-            while not all(gone(child) for child, _ in below):
+            while not all(gone(child) for child, _ in below) or set(pathlib.Path("/dev/shm").glob("fwu.*")) - roots:
                 self.assertLess(time.monotonic(), end, f"after signal {number}: {below}")
                 time.sleep(0.1)
 
