@@ -266,8 +266,8 @@ class Glass:
 
     def require(self, states):
         missing = set(states) - {status.state for status in self.right}
-        self._check.require(not missing, f"the glass did not show {', '.join(sorted(missing))} as it was published; "
-                                         f"it {self.difference or 'was right otherwise'}")
+        self._check.require(not missing, f"the glass did not show {', '.join(sorted(missing))} as it was published: "
+                                         f"{self.difference or 'otherwise it was right'}")
         right = sorted({int(status.progress) for status in self.right if status.progress.isdigit()})
         self._check.require(len(right) >= 4, f"the glass agreed with the status file on the percentages {right} only")
         self._check.fact(f"the glass agreed with the status file in {', '.join(states)}, on the percentages "
@@ -281,7 +281,7 @@ class Glass:
         try:
             self._check.wait("agreement", agrees, 20)
         except UnitError as error:
-            raise UnitError(f"{when} the glass {self.difference}" if self.difference else str(error)) from None
+            raise UnitError(f"{when} the glass is wrong: {self.difference}" if self.difference else str(error)) from None
 
 
 def is_lit(event):

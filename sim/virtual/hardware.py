@@ -101,7 +101,7 @@ class Display:
     def difference(self, status):
         """What the glass shows otherwise than a status file; empty when they agree."""
         answer = self._ask("compare " + "\t".join(status))
-        return "" if answer == "same" else answer
+        return "" if answer == "same" else answer.removeprefix("differs ")
 
     def picture(self, path):
         answer = self._ask(f"picture {path}")

@@ -73,11 +73,10 @@ class Troubles(unittest.TestCase):
             with subprocess.Popen([PROGRAM, "--no-prepare", "--plain", "--kind", kind], stdout=subprocess.DEVNULL,
                                   stderr=subprocess.DEVNULL, preexec_fn=as_at_a_prompt) as process:
                 end = time.monotonic() + 30
-                while "qemu-system-arm" not in (found := dict(descendants(process.pid)).values()):
-                    self.assertLess(time.monotonic(), end, f"started: {found}")
+                while "qemu-system-arm" not in dict(below := descendants(process.pid)).values():
+                    self.assertLess(time.monotonic(), end, f"started: {below}")
                     time.sleep(0.1)
-                below = descendants(process.pid)
-                self.assertEqual({name for _, name in below}, {"qemu-system-arm", *display})
+                self.assertLessEqual(display, {name for _, name in below})
                 process.send_signal(number)
                 process.wait(20)
             end = time.monotonic() + 10
