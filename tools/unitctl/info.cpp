@@ -85,12 +85,12 @@ void add_platform(facts_t& facts, session_t& session) {
 
 /// Of a front panel or a page station. Throws `refusal_t` when it does not tell.
 long display_revision(session_t& session) {
-    int panel_revision = 0;
+    int panel_revision{};
     if (io::front_panel_t::is_supported()) {
         require_done([&] { return session.front_panel().read_revision(panel_revision); });
         return panel_revision;
     }
-    std::uint32_t station_revision = 0;
+    std::uint32_t station_revision{};
     require_done([&] { return session.page_station().get_revision(station_revision); });
     return static_cast<long>(station_revision);
 }
@@ -135,7 +135,7 @@ void add_controller(facts_t& facts, session_t& session) {
     } catch (const refusal_t&) {  // without an FPGA: what does not need it is told all the same
     }
     auto& controller = io::control();
-    std::uint32_t number = 0;
+    std::uint32_t number{};
     if (controller.get_hardware_revision(number)) {
         facts.push_back({"hardware_revision", "Hardware", static_cast<long>(number)});
     }

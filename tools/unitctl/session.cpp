@@ -85,11 +85,6 @@ void session_t::open() {
     io::graphics().mark_initialised();
 }
 
-bool session_t::is_identified() {
-    open();
-    return is_identified_;
-}
-
 io::control_t& session_t::controller() {
     open();
     auto& controller = io::control();

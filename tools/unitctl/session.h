@@ -31,8 +31,8 @@ class session_t {
     /// Settles which unit this is: reads its identity from the property engine and maps the FPGA. Blocks up
     /// to some seconds when the engine is silent.
     void open();
-    /// Whether the property engine told the identity. Opens.
-    [[nodiscard]] bool is_identified();
+    /// Whether the property engine told the identity; false before `open`.
+    [[nodiscard]] bool is_identified() const { return is_identified_; }
 
     [[nodiscard]] io::control_t& controller();
     [[nodiscard]] io::front_panel_t& front_panel();
