@@ -8,8 +8,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -99,10 +97,9 @@ TEST(system, holds_the_registers_of_the_first_generation_mapped) {
     std::string line;
     while (std::getline(maps, line) && !line.ends_with("/dev/omap_io")) {
     }
-    std::uint64_t begin = 0;
-    std::uint64_t end = 0;
-    ASSERT_EQ(std::sscanf(line.c_str(), "%" SCNx64 "-%" SCNx64, &begin, &end), 2)
-        << line;  // NOLINT(cert-err34-c)
+    std::size_t dash = 0;
+    const auto begin = std::stoull(line, &dash, 16);
+    const auto end = std::stoull(line.substr(dash + 1), nullptr, 16);
     EXPECT_EQ(end - begin, 0x5000U) << "18200 bytes in pages";
 }
 
