@@ -3,6 +3,7 @@
 import hashlib
 import json
 import os
+import pathlib
 import pty
 import re
 import resource
@@ -324,9 +325,9 @@ has  refused  0:00  the same unit was named before
         self.assertEqual(result("--nonsense"), ("fwpush: The following argument was not expected: --nonsense\n"
                                                 "See fwpush --help.\n", 2))
         self.assertEqual(result("/tmp", "x"), ("fwpush: /tmp: no regular file\n", 3))
-        # Too few descriptors for anything but the image.
-        self.assertEqual(result(self.image.name, "x", preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (4, 4))),
-                         ("fwpush: epoll: Too many open files\n", 1))
+        if b"__ubsan" not in pathlib.Path(FWPUSH).read_bytes():  # the sanitizer asks for memory through a pipe
+            few = result(self.image.name, "x", preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (4, 4)))
+            self.assertEqual(few, ("fwpush: epoll: Too many open files\n", 1))
 
     def test_a_password_is_asked_for_unseen_and_the_terminal_given_back(self):
         unit = Unit()
