@@ -9,7 +9,7 @@ namespace firmware {
 /// What a unit's status file says.
 struct status_answer_t {
     std::string state;   ///< the machine name, such as "fw_write"; not empty
-    int progress{};      ///< 0 to 100, -1 while unknown
+    int progress = -1;   ///< 0 to 100, -1 while unknown
     std::string detail;  ///< as the unit wrote it: neither escaped nor free of control characters
 };
 
