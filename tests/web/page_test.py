@@ -70,7 +70,8 @@ class pushed_update_test(browser_test):
         self.addCleanup(unit.stop)
         self.browser.get(f"http://{unit.address()}/fw_status.html")
         wait_for(lambda: self.browser.text("state") == "Idle")
-        self.pushing = harness.push(200, unit.address())
+        # Ten seconds of writing, of which the shortest state takes two and a half: the page asks once a second.
+        self.pushing = harness.push(400, unit.address())
         self.addCleanup(self.pushing.stop)
         seen = []
 

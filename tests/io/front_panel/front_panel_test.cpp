@@ -169,10 +169,15 @@ TEST_F(front_panel_screen, a_controller_that_stops_costs_one_poll_budget_a_row_a
     EXPECT_EQ(recovered, unit_.text_picture());
 }
 
-class front_panel_screens : public testing::TestWithParam<const char*> {};
+// A unit's pictures and the FPGA of the boards that show them.
+using board_t = std::pair<const char*, std::uint32_t>;
+class front_panel_screens : public testing::TestWithParam<board_t> {};
 
 TEST_P(front_panel_screens, are_those_that_were_looked_at) {
-    const lcd_unit_t unit{GetParam()};
+    const auto& [name, fpga] = GetParam();
+    auto definition = *sim::find_unit(name);
+    definition.fpga_id = fpga;
+    const lcd_unit_t unit{definition};
     auto& panel = io::front_panel();
     EXPECT_TRUE(panel.initialise(true));
     std::string pictures;
@@ -192,9 +197,11 @@ TEST_P(front_panel_screens, are_those_that_were_looked_at) {
          [&] { panel.design_info("Hall", "W", "Synchronising presets with the backup controller, please"); },
          [&] { panel.network_info("CONTROL", "10.0.0.7", "255.255.255.0", "10.0.0.1"); },
          [&] { panel.level_meter(20); }, [&] { panel.rebooting_screen(); });
-    EXPECT_EQ(pictures, golden_text(std::string{"screens-"} + GetParam() + ".txt", pictures));
+    EXPECT_EQ(pictures, golden_text(std::string{"screens-"} + name + ".txt", pictures));
 }
 
-INSTANTIATE_TEST_SUITE_P(of, front_panel_screens, testing::Values("base-unit", "card-frame"));
+INSTANTIATE_TEST_SUITE_P(of, front_panel_screens,
+                         testing::Values(board_t{"base-unit", 0xCAFEBABE}, board_t{"base-unit", 0xBA5EBA11},
+                                         board_t{"card-frame", 0xABCDEF01}));
 
 }  // namespace
