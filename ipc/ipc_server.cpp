@@ -123,7 +123,6 @@ void ipc_server_t::accept_client() {
         return;
     }
     clients_.push_back(fd);
-    timed_out_.erase(fd);
     on_connect(fd);
 }
 

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -22,6 +23,16 @@ using io::system_t;
 std::pair<std::uint32_t, std::uint32_t> announced() {
     return {io::mmio::read32(system_t::shared_base() + 0x419C8),
             io::mmio::read32(system_t::shared_base() + 0x419CC)};
+}
+
+/// What the kernel tells of this process's mapping of a device; empty when it has none.
+std::string mapping_of(const std::string& device) {
+    std::ifstream maps{"/proc/self/maps"};
+    std::string line;
+    while (std::getline(maps, line) && !line.ends_with(device)) {
+        line.clear();
+    }
+    return line;
 }
 
 /// Every kind of unit, the boards of other FPGAs, and those that the engine or the part number tell apart.
@@ -92,11 +103,15 @@ INSTANTIATE_TEST_SUITE_P(every_unit, system_of, testing::Range(std::size_t{0}, u
 
 TEST(system, holds_the_registers_of_the_first_generation_mapped) {
     const tests::checked_unit_t unit{"omap-io"};
+    sim::engine_t engine;
+    engine.stay_silent(true);
+    ASSERT_TRUE(engine.start());
+    const auto begun = std::chrono::steady_clock::now();
     const system_t hardware;
-    std::ifstream maps{"/proc/self/maps"};
-    std::string line;
-    while (std::getline(maps, line) && !line.ends_with("/dev/omap_io")) {
-    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds{5})
+        << "an answer has one second";
+    EXPECT_EQ(system_t::platform_id(), 10U);
+    const auto line = mapping_of("/dev/omap_io");
     std::size_t dash = 0;
     const auto begin = std::stoull(line, &dash, 16);
     const auto end = std::stoull(line.substr(dash + 1), nullptr, 16);
@@ -114,8 +129,10 @@ TEST(system, the_last_of_several_objects_closes_the_device) {
     EXPECT_EQ(system_t::shared_area_c(), system_t::shared_base() + 0x3C000);
     first.reset();
     EXPECT_TRUE(system_t::ready());
+    EXPECT_NE(mapping_of("/dev/io"), "");
     second.reset();
     EXPECT_TRUE(!system_t::ready() && system_t::shared_area_c() == nullptr);
+    EXPECT_EQ(mapping_of("/dev/io"), "");
     EXPECT_TRUE(unit.log.has("unmapped IO FPGA region\n") && unit.log.has("closed IO driver\n"));
     EXPECT_TRUE(unit.log.has("unmapped DMA buffer and IO shared data region\n"));
 }

@@ -66,6 +66,13 @@ TEST(lcd_controller, a_flush_sends_the_words_of_the_dirty_rectangle_and_nothing_
     EXPECT_EQ(fill(3, 1, 5, 1), "Cbc D06 D01 D01 C15 D01 D01 C75 D01 D01 C5c W0000");
     EXPECT_EQ(fill(3, 1, 4, 1), "C15 D01 D01 C75 D01 D01 C5c W0000") << "no second change";
     EXPECT_EQ(fill(3, 1, 6, 1), "Cbc D02 D01 D01 C15 D01 D02 C75 D01 D01 C5c W0000 W07df");
+    // A new start keeps the direction. One that may not have arrived is sent again.
+    fill(3, 1, 4, 1);
+    const auto start = unit.sent_by([] { EXPECT_TRUE(io::front_panel().initialise(true)); });
+    EXPECT_NE(start.find("Cbc D06 D01 D01 Cbc D02 D01 D01 C15 D00 D4f"), start.npos);
+    const auto fill_column = [&] { lcd.fill_rect(3, 1, 4, 1, io::graphics_t::ink); };
+    EXPECT_EQ(unit.polls_when_stopped_after(0, fill_column), 100'001);
+    EXPECT_EQ(fill(3, 1, 6, 1).substr(0, 15), "Cbc D02 D01 D01");
 }
 
 TEST(lcd_controller, a_start_that_fails_ends_at_once_and_is_made_again) {

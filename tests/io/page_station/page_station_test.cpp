@@ -40,7 +40,11 @@ TEST_F(page_station, a_keypad_held_in_reset_neither_answers_nor_has_events) {
     std::uint32_t key = 99;
     bool pressed = false;
     EXPECT_TRUE(station_.read_key(key, pressed) && key == 99U && !pressed) << "left as it was";
+    sim::fpga()->record(true);
     tests::console_of([this] { EXPECT_TRUE(station_.init(true)); });
+    const auto& accesses = sim::fpga()->recorded();
+    EXPECT_EQ(accesses[accesses.size() - 2].value & 1U, 0U)
+        << "the lines are off the pins before SDATA is let go of";
     EXPECT_TRUE(station_.read_key(key, pressed) && key == 1U && pressed);
     io::page_station_output_bit2_high();
     EXPECT_TRUE(state_.general_outputs[2]);
