@@ -35,7 +35,7 @@ class diary_server_t final : public zel::ipc_server_t {
 
   private:
     void on_connect(int) override { diary("+"); }
-    void on_disconnect(int) override { diary("-"); }
+    void on_disconnect(int) override { diary(client_count() > 0 ? "-" : "gone before its farewell"); }
     void on_data(int fd, const char* bytes, std::size_t length) override {
         diary({bytes, length});
         reaction(fd, {bytes, length});

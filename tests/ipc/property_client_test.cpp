@@ -113,7 +113,9 @@ TEST_F(property_client, a_drain_ends_however_fast_the_engine_sends_and_the_next_
         ASSERT_EQ(std::stoi(last_.value), taken);
         ASSERT_LT(++taken, 100'000);
     }
+    EXPECT_EQ(last_.type + last_.name + last_.value, "");
     EXPECT_GE(taken, 262'144 / 128);
+    EXPECT_LE(taken, (262'144 + 65'536) / 128);
     EXPECT_TRUE(receive() && std::stoi(last_.value) == taken++);
     // Nor is what one engine sent held against the next.
     for (int i = 0; i < 1500; ++i, ++taken) {
