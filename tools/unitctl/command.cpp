@@ -1,5 +1,6 @@
 #include "tools/unitctl/command.h"
 
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 
@@ -14,6 +15,18 @@ bool print_if(bool read, const char* format, ...) {
         va_end(values);
     }
     return read;
+}
+
+std::chrono::milliseconds time_limit(const std::optional<double>& seconds) {
+    constexpr double shortest = 0.001;
+    constexpr double longest = 86'400;
+    if (!seconds) {
+        return {};
+    }
+    if (!(*seconds >= shortest && *seconds <= longest)) {
+        throw refusal_t{"a time goes from 0.001 to 86400 seconds"};
+    }
+    return std::chrono::milliseconds{std::lround(*seconds * 1000)};
 }
 
 }  // namespace tools::unitctl

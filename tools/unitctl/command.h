@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -24,6 +25,11 @@ class refusal_t : public std::runtime_error {
 
 /// Prints what was read as printf does, and says whether it was read.
 [[gnu::format(printf, 2, 3)]] bool print_if(bool read, const char* format, ...);
+
+/// How long to go on, as a person gave it: refuses what is not within 0.001 s and a day.
+/// @return 0, which is for ever, for no limit.
+[[nodiscard]] std::chrono::milliseconds time_limit(const std::optional<double>& seconds);
+inline constexpr const char* time_limit_help = "Seconds after which to end by itself, 0.001 to 86400";
 
 /// One word behind a command's name.
 struct operand_t {

@@ -115,7 +115,6 @@ void add_display(facts_t& facts, session_t& session) {
                          std::string{"held by the daemon; --force asks it all the same"}});
         return;
     }
-    const drivers_aside_t aside;
     try {
         if (has_serial) {
             static_cast<void>(session.serial_panel());
@@ -129,7 +128,6 @@ void add_display(facts_t& facts, session_t& session) {
 }
 
 void add_controller(facts_t& facts, session_t& session) {
-    const drivers_aside_t aside;
     try {
         static_cast<void>(session.controller());
     } catch (const refusal_t&) {  // without an FPGA: what does not need it is told all the same
@@ -165,6 +163,16 @@ void add_controller(facts_t& facts, session_t& session) {
     if (controller.get_gpio_status(state)) {
         facts.push_back({"gpio_status", "Status line", state});
     }
+}
+
+facts_t facts_of(session_t& session) {
+    const drivers_aside_t aside;
+    session.open();
+    facts_t facts;
+    add_platform(facts, session);
+    add_display(facts, session);
+    add_controller(facts, session);
+    return facts;
 }
 
 void print_screen(const facts_t& facts) {
@@ -206,11 +214,7 @@ void print_json(const facts_t& facts) {
 void add_info_command(CLI::App& app, session_t& session) {
     const auto as_json = std::make_shared<bool>(false);
     add_command(app, "info", "What this unit is, and what answers on it", {}, [&session, as_json] {
-        session.open();
-        facts_t facts;
-        add_platform(facts, session);
-        add_display(facts, session);
-        add_controller(facts, session);
+        const auto facts = facts_of(session);
         if (*as_json) {
             print_json(facts);
         } else {

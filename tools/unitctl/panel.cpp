@@ -90,8 +90,8 @@ bool walk_page_station(session_t& session, std::chrono::milliseconds limit) {
     return station.send_leds() && lights;
 }
 
-bool walk(session_t& session, double seconds) {
-    const std::chrono::milliseconds limit{static_cast<long>(seconds * 1000)};
+bool walk(session_t& session, const std::optional<double>& seconds) {
+    const auto limit = time_limit(seconds);
     session.open();
     return io::system_t::is_page_station() ? walk_page_station(session, limit)
                                            : walk_front_panel(session, limit);
@@ -99,13 +99,12 @@ bool walk(session_t& session, double seconds) {
 
 void add_walk(CLI::App& led, session_t& session) {
     constexpr const char* help = "Lights one LED after the other, in each colour, until Ctrl-C";
-    constexpr const char* limit_help = "Seconds after which to end by itself";
-    const auto seconds = std::make_shared<double>(0);
+    const auto seconds = std::make_shared<std::optional<double>>();
     auto* const flag = led.add_flag("--walk", help);
     for (auto* const command : led.get_subcommands({})) {
         command->excludes(flag);
     }
-    led.add_option("--for", *seconds, limit_help)->needs(flag);
+    led.add_option("--for", *seconds, time_limit_help)->needs(flag);
     add_default(led, [&session, seconds, flag] {
         if (flag->count() == 0) {
             throw CLI::RequiredError::Subcommand(1);
@@ -114,7 +113,7 @@ void add_walk(CLI::App& led, session_t& session) {
     });
     add_command(led, "walk", "The same as --walk", {}, [&session, seconds] {
         return walk(session, *seconds);
-    }).add_option("--for", *seconds, limit_help);
+    }).add_option("--for", *seconds, time_limit_help);
 }
 
 void print_buttons(std::uint32_t pressed) {
@@ -149,16 +148,15 @@ bool read_buttons(session_t& session, bool watch, std::chrono::milliseconds limi
 void add_buttons(CLI::App& app, session_t& session) {
     struct watch_t {
         bool on = false;
-        double seconds = 0;
+        std::optional<double> seconds;
     };
     const auto watch = std::make_shared<watch_t>();
     auto& buttons = add_command(
-        app, "buttons", "Prints which of the front panel's buttons are pressed", {}, [&session, watch] {
-            return read_buttons(session, watch->on,
-                                std::chrono::milliseconds{static_cast<long>(watch->seconds * 1000)});
-        });
-    buttons.add_flag("--watch", watch->on, "Go on, with a line for every change, until Ctrl-C");
-    buttons.add_option("--for", watch->seconds, "Seconds after which to end by itself");
+        app, "buttons", "Prints which of the front panel's buttons are pressed", {},
+        [&session, watch] { return read_buttons(session, watch->on, time_limit(watch->seconds)); });
+    auto* const flag =
+        buttons.add_flag("--watch", watch->on, "Go on, with a line for every change, until Ctrl-C");
+    buttons.add_option("--for", watch->seconds, time_limit_help)->needs(flag);
 
     auto& counter = add_group(app, "counter", "How often the buttons were pressed and released");
     struct counter_t {

@@ -144,7 +144,8 @@ std::optional<register_t> find_register(std::string_view text) {
         return std::nullopt;
     }
     place.offset += *further;
-    return place;
+    const bool has_wrapped = place.offset < *further;
+    return has_wrapped ? std::nullopt : std::optional{place};
 }
 
 std::string_view name_of(const register_t& place) {

@@ -26,7 +26,7 @@ struct named_register_t {
 
 /// The place that a text means: a name, "shared" for the start of the shared region, or a number of bytes
 /// from the start of the FPGA region; any of them with "+" and a number of bytes behind it. Numbers are
-/// decimal, or hexadecimal behind "0x".
+/// decimal, or hexadecimal behind "0x"; a sum of 2^32 or more is no place.
 [[nodiscard]] std::optional<register_t> find_register(std::string_view text);
 
 /// The name of a place; empty when it has none.

@@ -1,5 +1,6 @@
 #include "io/mmio.h"
 #include "io/spi.h"
+#include "io/spi_regs.h"
 #include "tools/unitctl/families.h"
 #include "tools/unitctl/register_names.h"
 
@@ -13,22 +14,25 @@ namespace {
 constexpr std::uint32_t fpga_length = 0x100'0000;
 constexpr std::uint32_t shared_length = 268'936;
 
-/// Where a register lies in this process; refuses what lies outside of its region.
-std::byte* address_of(session_t& session, const register_t& place) {
+/// Where `length` bytes of registers lie in this process; refuses what is not wholly inside of its region.
+std::byte* address_of(session_t& session, const register_t& place, std::uint32_t length) {
     session.open();
     auto* const base = place.in_shared_region ? io::system_t::shared_base() : io::system_t::fpga_base();
     if (base == nullptr) {
         throw refusal_t{"this unit has no FPGA that can be mapped"};
     }
-    const auto size = place.is_byte ? 1U : 4U;
-    const auto length = place.in_shared_region ? shared_length : fpga_length;
-    if (place.offset > length - size) {
+    const auto region_length = place.in_shared_region ? shared_length : fpga_length;
+    if (place.offset > region_length - length) {
         throw refusal_t{"the region ends before that"};
     }
-    if (place.offset % size != 0) {
+    if (!place.is_byte && place.offset % 4 != 0) {
         throw refusal_t{"a word lies at a multiple of four; --byte reaches the others"};
     }
     return base + place.offset;
+}
+
+std::byte* address_of(session_t& session, const register_t& place) {
+    return address_of(session, place, place.is_byte ? 1 : 4);
 }
 
 register_t named_place(const std::string& text, bool is_byte) {
@@ -66,10 +70,18 @@ void write(session_t& session, const register_t& place, std::uint32_t value) {
     }
 }
 
-/// The registers of an SPI controller, by the name of its block or as any other place.
+/// The registers of an SPI controller, by its name or by its offset. Other names have a control register,
+/// too, but are no SPI controllers: what a transfer writes would reset them.
 std::byte* spi_at(session_t& session, const std::string& text) {
-    const auto block = find_register(text + ".control");
-    return address_of(session, block ? *block : named_place(text, false));
+    constexpr std::uint32_t length =
+        io::spi_regs::receive + io::spi_regs::data_stride * io::spi_regs::data_words;
+    const bool is_offset = text.find_first_of("0123456789") == 0;
+    const auto block = text.ends_with(".spi") ? find_register(text + ".control") : std::nullopt;
+    if (!is_offset && !block) {
+        throw refusal_t{"no SPI controller is called \"" + text +
+                        "\"; there are front_panel.spi, page_station.spi and controller.spi"};
+    }
+    return address_of(session, is_offset ? named_place(text, false) : *block, length);
 }
 
 void transfer(session_t& session, const std::string& text, io::spi_t& spi,
@@ -97,7 +109,7 @@ void add_spi(CLI::App& reg, session_t& session) {
     const auto settings = std::make_shared<settings_t>();
     auto& spi = add_command<std::string, std::uint32_t, std::vector<std::uint16_t>>(
         reg, "spi", "Makes one transfer and prints the words received",
-        {{{"PLACE", "front_panel.spi, page_station.spi, controller.spi, or as above"},
+        {{{"PLACE", "front_panel.spi, page_station.spi, controller.spi, or an offset"},
           {"BITS", "1 to 256"},
           {"WORD", "Words to send, the most significant bit first"}}},
         [&session, settings](const std::string& text, std::uint32_t bits,

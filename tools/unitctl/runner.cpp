@@ -140,9 +140,10 @@ void runner_t::run_script(const std::string& path) {
             throw refusal_t{"cannot open " + path};
         }
     }
+    auto& script = path == "-" ? std::cin : file;
     in_script_ = true;
     int highest = done;
-    for (std::string line; std::getline(path == "-" ? std::cin : file, line);) {
+    for (std::string line; std::getline(script, line);) {
         int status = done;
         try {
             const auto words = split(line);
@@ -158,7 +159,8 @@ void runner_t::run_script(const std::string& path) {
         highest = std::max(highest, status);
     }
     in_script_ = false;
-    script_status_ = highest;
+    const bool is_read = script.eof() && (path != "-" || std::ferror(stdin) == 0);
+    script_status_ = is_read ? highest : std::max(highest, report(refused, "cannot read " + path));
 }
 
 runner_t::words_t runner_t::split(const std::string& line) {
@@ -210,7 +212,12 @@ int run_program(int argc, char** argv, runner_t::extension_t extension) {
     sink->set_pattern("%n %l: %v");
     zel::add_log_sink(sink);
     runner_t runner{std::move(extension)};
-    return runner.run({argv + std::min(argc, 1), argv + argc});
+    const int status = runner.run({argv + std::min(argc, 1), argv + argc});
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        std::fputs("unitctl: cannot write to standard output\n", stderr);
+        return std::max(status, runner_t::refused);
+    }
+    return status;
 }
 
 }  // namespace tools::unitctl

@@ -19,10 +19,9 @@ bool sweep(session_t& session, std::chrono::milliseconds period) {
     return drawn;
 }
 
-bool animate(session_t& session, double seconds, const std::optional<std::int32_t>& percent) {
-    if (!(seconds > 0)) {
-        throw refusal_t{"the animation plays for some seconds"};
-    }
+bool animate(session_t& session, const std::optional<double>& seconds,
+             const std::optional<std::int32_t>& percent) {
+    const auto limit = time_limit(seconds);
     auto& panel = session.serial_panel();
     if (percent && *percent < 0) {
         return false;
@@ -33,7 +32,7 @@ bool animate(session_t& session, double seconds, const std::optional<std::int32_
         static_cast<void>(panel.set_progress(*percent));
     }
     std::puts("the worker plays its animation; it ends after a whole pass");
-    session.repeat(100ms, std::chrono::milliseconds{static_cast<long>(seconds * 1000)}, [] { return true; });
+    session.repeat(100ms, limit, [] { return true; });
     panel.stop();
     return true;
 }
@@ -55,7 +54,7 @@ void add_serial_commands(CLI::App& app, session_t& session) {
     auto* const percent = what.add_option("PERCENT", options->percent, "0 to 999");
     auto* const animation =
         what.add_option("--animate", options->animate,
-                        "The running squares, for so many seconds; with PERCENT they give way to it");
+                        "The running squares, for 0.001 to 86400 seconds; with PERCENT they give way to it");
     std::vector others{percent, animation};
     for (auto* const flag :
          {what.add_flag("--sweep", options->sweep, "Every percentage from 0 to 100"),
@@ -69,7 +68,7 @@ void add_serial_commands(CLI::App& app, session_t& session) {
     what.require_option();
     serial.callback([&session, options] {
         constexpr auto sweep_period = 50ms;
-        const bool done = options->animate   ? animate(session, *options->animate, options->percent)
+        const bool done = options->animate   ? animate(session, options->animate, options->percent)
                           : options->percent ? session.serial_panel().draw_progress(*options->percent)
                           : options->sweep   ? sweep(session, sweep_period)
                           : options->clear   ? session.serial_panel().clear()

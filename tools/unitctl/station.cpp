@@ -39,16 +39,15 @@ bool read_keys(session_t& session, bool watch, std::chrono::milliseconds limit) 
 void add_keys(CLI::App& app, session_t& session) {
     struct watch_t {
         bool on = false;
-        double seconds = 0;
+        std::optional<double> seconds;
     };
     const auto watch = std::make_shared<watch_t>();
-    auto& keys = add_command(
-        app, "keys", "Takes one key event of a page station, if one waits", {}, [&session, watch] {
-            return read_keys(session, watch->on,
-                             std::chrono::milliseconds{static_cast<long>(watch->seconds * 1000)});
-        });
-    keys.add_flag("--watch", watch->on, "Go on, with a line for every event, until Ctrl-C");
-    keys.add_option("--for", watch->seconds, "Seconds after which to end by itself");
+    auto& keys =
+        add_command(app, "keys", "Takes one key event of a page station, if one waits", {},
+                    [&session, watch] { return read_keys(session, watch->on, time_limit(watch->seconds)); });
+    auto* const flag =
+        keys.add_flag("--watch", watch->on, "Go on, with a line for every event, until Ctrl-C");
+    keys.add_option("--for", watch->seconds, time_limit_help)->needs(flag);
 }
 
 }  // namespace

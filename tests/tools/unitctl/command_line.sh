@@ -28,9 +28,17 @@ says 2 '' "STATE is required"$'\n'"$hint" --unit base-unit led all
 says 1 'invalid alert frequency: 1Hz' 'unitctl: refused, or failed' --unit base-unit alert frequency 1
 says 1 '' 'unitctl: the region ends before that' --unit base-unit reg read 0x1000000
 says 1 '' 'unitctl: cannot open /none' --unit base-unit run /none
+says 1 '' "unitctl: cannot read $work" --unit base-unit run "$work"
 says 0 '' '' --unit base-unit alert on
 says 0 $'000000 cafebabe  unit.fpga_id\n  4 accesses' '' --unit base-unit --count reg read 0
 [[ $("$unitctl" --version) == "fwstatus "[0-9]* ]] || { echo "no version"; failed=1; }
+
+# What the drivers say of a unit stays out of what programs read, and a full disk is no success.
+[[ $("$unitctl" --unit no-driver info --json 2>/dev/null) == "{"*"}" ]] || { echo "info --json is none"; failed=1; }
+"$unitctl" --unit base-unit reg read 0 >/dev/full 2>"$work/errors"
+[ "$? $(cat "$work/errors")" = '1 unitctl: cannot write to standard output' ] || { echo "a full disk"; failed=1; }
+"$unitctl" --unit base-unit run - <"$work" >/dev/null 2>"$work/errors"
+[ "$? $(cat "$work/errors")" = '1 unitctl: cannot read -' ] || { echo "a script that cannot be read"; failed=1; }
 
 # A text of two lines: its first, its first word, and the wider one.
 for of in line:24 word:24 lines:48; do
