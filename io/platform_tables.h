@@ -114,6 +114,9 @@ inline constexpr std::array<platform_id_t, 5> with_front_panel{1, 2, 5, 6, 7};
 inline constexpr int platform_code_without_front_panel = 6;
 inline constexpr std::array<std::uint32_t, 2> models_without_front_panel{66, 67};
 
+/// Its front panel is sent no image of the LEDs.
+inline constexpr platform_id_t platform_without_led_image = 7;
+
 /// The paging desk, alone in having its LCD, keypad and lines in a page-station block.
 inline constexpr platform_id_t page_station_platform = 4;
 

@@ -26,7 +26,6 @@ namespace {
 constexpr std::uint32_t panel_bit_rate = 10'000'000;
 constexpr std::uint32_t lcd_bit_rate = 30'000'000;
 constexpr std::uint16_t status_request = 0xC000;
-constexpr std::uint32_t large_base_unit = 7;  ///< platform id; no LED image is made on this one
 
 // What an LCD transfer has on the wire besides its bytes, in transmit words. The same every time but for
 // `data_byte`, which tells data from a command.
@@ -201,7 +200,7 @@ bool front_panel_t::set_slot_channel_state(int slot, int channel, std::uint32_t 
 }
 
 bool front_panel_t::set_leds(std::span<const int, panel_led_count> states) {
-    if (platform_id() == large_base_unit) {
+    if (platform_id() == platform_tables::platform_without_led_image) {
         return spi_.transfer(false);
     }
     std::array<led_state_e, panel_led_count> leds{};

@@ -48,6 +48,7 @@ class graphics_t {
     bool begin_update();
     /// Ends the hold and flushes. Returns whether no update was held before.
     bool end_update();
+    [[nodiscard]] bool is_held() const { return is_held_; }
 
     /// Makes one of the five contexts current. Returns false, changing nothing, for an index above 4.
     bool select_context(std::size_t index);

@@ -45,6 +45,8 @@ class page_station_t : public control_t {
     bool set_output_bit2(bool level);
     bool set_output_bit14(bool level);
 
+    /// Whether the keypad works, as far as bring-ups have found.
+    [[nodiscard]] bool has_keys() const { return !keypad_disabled_; }
     /// Takes one key event from the keypad controller; one SPI transfer when one waits.
     /// @param key  0..63. Left as it was, with `pressed`, when nothing waits; 0 on a unit without keys.
     bool read_key(std::uint32_t& key, bool& pressed);

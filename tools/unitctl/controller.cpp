@@ -6,6 +6,8 @@
 
 namespace tools::unitctl {
 
+namespace boards = io::platform_tables;
+
 namespace {
 
 void add_alert(CLI::App& app, session_t& session) {
@@ -22,31 +24,54 @@ void add_alert(CLI::App& app, session_t& session) {
         [&session](unsigned percent) { return session.controller().set_alert_duty_cycle(percent); });
 }
 
+io::control_t& controller_with(session_t& session, session_t::platforms_t platforms, const char* what) {
+    if (!session.is_on(platforms)) {
+        throw refusal_t{std::string{"this unit has no "} + what};
+    }
+    return session.controller();
+}
+
+io::control_t& controller_with_lamps(session_t& session) {
+    return controller_with(session, {&boards::mixer_platform, 1}, "lamps");
+}
+
+io::control_t& controller_with_fans(session_t& session) {
+    return controller_with(session, boards::with_fans, "fans");
+}
+
+bool drive_fans(session_t& session, double celsius) {
+    if (std::isnan(celsius)) {
+        throw refusal_t{"a temperature is a number"};
+    }
+    return controller_with_fans(session).set_fan_drive(celsius);
+}
+
 void add_fans_and_lamps(CLI::App& app, session_t& session) {
     add_command<int, double>(app, "lamp", "Sets the brightness of a lamp",
                              {{{"LAMP", "0 or 1"}, {"PERCENT", "10 to 100"}}},
                              [&session](int lamp, double percent) {
-                                 return session.controller().set_lamp_brightness(lamp, percent);
+                                 return controller_with_lamps(session).set_lamp_brightness(lamp, percent);
                              });
     auto& fan = add_group(app, "fan", "The fans; by itself it prints their speeds");
     const auto print_speed = [&session](const char* label, int number) {
         std::uint32_t rpm = 0;
-        const bool read = session.controller().get_fan_speed(number, rpm);
+        const bool read = controller_with_fans(session).get_fan_speed(number, rpm);
         return print_if(read, "%s%u rpm\n", label, rpm);
     };
     add_default(fan, [print_speed] { return print_speed("fan 0: ", 0) && print_speed("fan 1: ", 1); });
-    add_command<int>(fan, "speed", "Prints the speed of a fan; 0 where it stands or there is none",
+    add_command<int>(fan, "speed", "Prints the speed of a fan; 0 where it stands or is not plugged in",
                      {{{"FAN", "0 or 1"}}}, [print_speed](int number) { return print_speed("", number); });
     add_command<double>(fan, "drive", "Makes one step of the fan control",
                         {{{"CELSIUS", "The temperature to go by"}}},
-                        [&session](double celsius) { return session.controller().set_fan_drive(celsius); });
+                        [&session](double celsius) { return drive_fans(session, celsius); });
 }
 
 void add_temperature(CLI::App& app, session_t& session) {
     const auto cached = std::make_shared<bool>(false);
     add_command(app, "temperature", "Prints the unit's temperature", {}, [&session, cached] {
         float celsius = std::numeric_limits<float>::quiet_NaN();
-        const bool read = session.controller().get_temperature(celsius, *cached);
+        const bool read =
+            session.controller(boards::with_processor_temperature).get_temperature(celsius, *cached);
         return std::isnan(celsius) ? print_if(read, "no reading\n")
                                    : print_if(read, "%.5g C\n", static_cast<double>(celsius));
     }).add_flag("--cached", *cached, "The last reading of whoever read it");

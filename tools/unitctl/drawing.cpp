@@ -88,6 +88,13 @@ io::graphics_t& styled(session_t& session, const style_t& style) {
     return lcd;
 }
 
+/// Draws in this style, and sees to it that the glass has it.
+template <typename draw_t>
+void draw_styled(session_t& session, const style_t& style, const draw_t& draw) {
+    draw(styled(session, style));
+    session_t::require_shown();
+}
+
 using style_pointer_t = std::shared_ptr<style_t>;
 
 style_pointer_t add_style(CLI::App& draw) {
@@ -104,32 +111,37 @@ void add_shapes(CLI::App& draw, session_t& session, const style_pointer_t& style
     using pattern_t = std::optional<std::uint16_t>;
     constexpr operand_t pattern{"PATTERN",
                                 "0xFFFF ink, 0 paper; high byte on even lines, low byte on odd ones"};
-    add_command<int, int, pattern_t>(
-        draw, "pixel", "Draws a point", {{{"X", "0 to 239"}, {"Y", "0 to 63"}, pattern}},
-        [&session, style](int x, int y, const pattern_t& with) {
-            styled(session, *style).fill_rect(x, y, x, y, with.value_or(io::graphics_t::ink));
-        });
+    add_command<int, int, pattern_t>(draw, "pixel", "Draws a point",
+                                     {{{"X", "0 to 239"}, {"Y", "0 to 63"}, pattern}},
+                                     [&session, style](int x, int y, const pattern_t& with) {
+                                         draw_styled(session, *style, [&](io::graphics_t& lcd) {
+                                             lcd.fill_rect(x, y, x, y, with.value_or(io::graphics_t::ink));
+                                         });
+                                     });
     add_command<std::vector<int>>(draw, "line", "Draws from point to point", {{{"POINTS", "X Y X Y ..."}}},
                                   [&session, style](const std::vector<int>& points) {
                                       if (points.size() < 4 || points.size() % 2 != 0) {
                                           throw refusal_t{
                                               "a line goes from X Y to X Y, and on to further points"};
                                       }
-                                      auto& lcd = styled(session, *style);
-                                      lcd.move_to(points[0], points[1]);
-                                      for (std::size_t at = 2; at < points.size(); at += 2) {
-                                          lcd.line_to(points[at], points[at + 1]);
-                                      }
+                                      draw_styled(session, *style, [&](io::graphics_t& lcd) {
+                                          lcd.move_to(points[0], points[1]);
+                                          for (std::size_t at = 2; at < points.size(); at += 2) {
+                                              lcd.line_to(points[at], points[at + 1]);
+                                          }
+                                      });
                                   });
-    add_command<int, int, int, int>(draw, "rectangle", "Draws an outline",
-                                    {{{"X0", ""}, {"Y0", ""}, {"X1", ""}, {"Y1", ""}}},
-                                    [&session, style](int x0, int y0, int x1, int y1) {
-                                        styled(session, *style).rect_outline(x0, y0, x1, y1);
-                                    });
+    add_command<int, int, int, int>(
+        draw, "rectangle", "Draws an outline", {{{"X0", ""}, {"Y0", ""}, {"X1", ""}, {"Y1", ""}}},
+        [&session, style](int x0, int y0, int x1, int y1) {
+            draw_styled(session, *style, [&](io::graphics_t& lcd) { lcd.rect_outline(x0, y0, x1, y1); });
+        });
     add_command<int, int, int, int, pattern_t>(
         draw, "fill", "Fills a rectangle", {{{"X0", ""}, {"Y0", ""}, {"X1", ""}, {"Y1", ""}, pattern}},
         [&session, style](int x0, int y0, int x1, int y1, const pattern_t& with) {
-            styled(session, *style).fill_rect(x0, y0, x1, y1, with.value_or(io::graphics_t::ink));
+            draw_styled(session, *style, [&](io::graphics_t& lcd) {
+                lcd.fill_rect(x0, y0, x1, y1, with.value_or(io::graphics_t::ink));
+            });
         });
 }
 
@@ -142,13 +154,14 @@ void add_writing(CLI::App& draw, session_t& session, const style_pointer_t& styl
     auto& text =
         add_command<std::string>(draw, "text", "Writes a text, at the cursor unless it says where",
                                  {{{"TEXT", "UTF-8"}}}, [&session, style, place](const std::string& words) {
-                                     auto& lcd = styled(session, *style);
-                                     if (!place->pixel.empty()) {
-                                         lcd.set_pixel_pos(place->pixel[0], place->pixel[1]);
-                                     } else if (!place->cell.empty()) {
-                                         lcd.set_text_pos(place->cell[0], place->cell[1]);
-                                     }
-                                     lcd.draw_string(words);
+                                     draw_styled(session, *style, [&](io::graphics_t& lcd) {
+                                         if (!place->pixel.empty()) {
+                                             lcd.set_pixel_pos(place->pixel[0], place->pixel[1]);
+                                         } else if (!place->cell.empty()) {
+                                             lcd.set_text_pos(place->cell[0], place->cell[1]);
+                                         }
+                                         lcd.draw_string(words);
+                                     });
                                  });
     auto* const at = text.add_option("--at", place->pixel, "X Y: left edge and bottom line")->expected(2);
     text.add_option("--cell", place->cell, "Column and row, in cells of the font")->expected(2)->excludes(at);
@@ -183,9 +196,11 @@ void add_drawing_commands(CLI::App& lcd, session_t& session) {
         }
     });
     add_command(draw, "send", "Sends what was held, and holds no longer", {}, [&session, style] {
-        if (styled(session, *style).end_update()) {
-            std::puts("nothing was held");
-        }
+        draw_styled(session, *style, [](io::graphics_t& glass) {
+            if (glass.end_update()) {
+                std::puts("nothing was held");
+            }
+        });
     });
     add_command(draw, "reset", "Makes all contexts as they were: whole screen, default font, plain", {},
                 [&session] {

@@ -26,12 +26,13 @@ constexpr input_t bit3{"bit3", "Prints this input of a page station", [](session
 constexpr input_t bit4{"bit4", "Prints this input of a page station", [](session_t& session, bool& state) {
                            return session.page_station().read_input_bit4(state);
                        }};
+constexpr session_t::platforms_t with_line{io::platform_tables::with_gpio_line};
 constexpr input_t gpio_status{
     "status", "Prints the status that the line tells",
-    [](session_t& session, bool& state) { return session.controller().get_gpio_status(state); }};
+    [](session_t& session, bool& state) { return session.controller(with_line).get_gpio_status(state); }};
 constexpr input_t gpio_line{
     "line", "Prints the line's level; off on platforms without it",
-    [](session_t& session, bool& state) { return session.controller().get_gpio_line(state); }};
+    [](session_t& session, bool& state) { return session.controller(with_line).get_gpio_line(state); }};
 
 bool print(session_t& session, const input_t& input, bool with_name = false) {
     bool state = false;

@@ -4,6 +4,7 @@
 #include "platform/system_path.h"
 #include "tools/unitctl/families.h"
 #include "tools/unitctl/keypad_file.h"
+#include "tools/unitctl/signals.h"
 
 #include <unistd.h>
 
@@ -17,7 +18,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Connects the keypad controller's programming lines, and lets go of them again.
+/// Connects the keypad controller's programming lines, and lets go of them again; who ends the process
+/// meanwhile has to wait for that.
 class programming_t {
   public:
     programming_t() { io::keypad_lines().programming_on(); }
@@ -27,6 +29,21 @@ class programming_t {
         io::keypad_lines().programming_off();
         io::keypad_lines().sdata_released();
     }
+
+  private:
+    caught_signals_t signals_{caught_signals_t::then_e::obey};
+};
+
+/// Restarts a controller whose programming mode was entered.
+class restart_t {
+  public:
+    explicit restart_t(io::issp_t& issp) : issp_{issp} {}
+    restart_t(const restart_t&) = delete;
+    restart_t& operator=(const restart_t&) = delete;
+    ~restart_t() { issp_.ReStartTarget(); }
+
+  private:
+    io::issp_t& issp_;
 };
 
 std::string image_or_units(const std::optional<std::string>& path) {
@@ -40,20 +57,22 @@ void require(io::issp_result_e result, const char* what) {
     }
 }
 
-bool check(session_t& session, const std::string& path) {
+void check(session_t& session, const std::string& path) {
     static_cast<void>(session.page_station());
     std::uint16_t wanted = 0;
     static_cast<void>(read_image(path, wanted));
     const programming_t programming;
     io::issp_t issp{io::keypad_lines()};
-    std::uint16_t sum = 0;
     require(issp.fXRESInitializeTargetForISSP(), "no keypad controller answers");
+    const restart_t restart{issp};
+    std::uint16_t sum = 0;
     require(issp.fVerifySiliconID(), "the controller on the lines is of another type");
     require(issp.fAccTargetBankChecksum(sum), "the controller does not tell its flash's byte sum");
-    issp.ReStartTarget();
     std::printf("keypad controller found, byte sum of its flash 0x%04x, of the image 0x%04x: %s\n", sum,
                 wanted, sum == wanted ? "up to date" : "another firmware");
-    return sum == wanted;
+    if (sum != wanted) {
+        throw refusal_t{"the controller's firmware is not the image's"};
+    }
 }
 
 /// On a terminal, a bar that is painted over; elsewhere nothing.
@@ -105,13 +124,17 @@ void add_keypad_commands(CLI::App& app, session_t& session) {
     auto& keypad = add_group(app, "keypad", "The keypad controller of a page station and its firmware");
     constexpr operand_t image{"IMAGE", "Intel HEX; the unit's own image when left out"};
     add_command<std::optional<std::string>>(
-        keypad, "check", "Compares the controller's firmware with an image; restarts the controller",
+        keypad, "check",
+        "Compares the controller's firmware with an image; restarts the controller. Status 1: they differ",
         {{image}},
-        [&session](const std::optional<std::string>& path) { return check(session, image_or_units(path)); });
-    add_command<std::optional<std::string>>(
-        keypad, "update",
-        "Programs an image into the controller unless it holds that already; up to half a minute", {{image}},
-        [&session](const std::optional<std::string>& path) { return update(session, image_or_units(path)); });
+        [&session](const std::optional<std::string>& path) { check(session, image_or_units(path)); });
+    add_command<std::optional<std::string>>(keypad, "update",
+                                            "Programs an image into the controller unless it holds that "
+                                            "already; up to half a minute, and no signal "
+                                            "ends it before. In a script the second update always programs",
+                                            {{image}}, [&session](const std::optional<std::string>& path) {
+                                                return update(session, image_or_units(path));
+                                            });
     add_command(keypad, "reset", "Resets the controller", {}, [&session] { return reset(session); });
     add_command<bool>(keypad, "run", "Lets the controller run, or holds it in reset", {{{"on|off", ""}}},
                       [&session](bool on) { return session.page_station().set_keypad_run(on); });

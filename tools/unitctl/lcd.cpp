@@ -1,3 +1,4 @@
+#include "io/lcd/fonts.h"
 #include "io/lcd/graphics.h"
 #include "io/lcd/lcd_bus.h"
 #include "tools/unitctl/families.h"
@@ -17,6 +18,19 @@ int number_of(const std::string& text) {
         throw refusal_t{"\"" + text + "\" is no number"};
     }
     return number;
+}
+
+/// What a command that has drawn returns.
+bool shown(bool is_drawn) {
+    session_t::require_shown();
+    return is_drawn;
+}
+
+void require_row(int row, bool is_page_stations) {
+    const int last = is_page_stations ? 2 : 3;
+    if (row < 0 || row > last) {
+        throw refusal_t{"the rows are 0 to " + std::to_string(last)};
+    }
 }
 
 struct screen_t {
@@ -67,7 +81,7 @@ void add_screens(CLI::App& lcd, session_t& session) {
         }
         command.callback([&session, &screen, arguments] {
             static_cast<void>(session.front_panel());
-            if (!screen.draw(*arguments)) {
+            if (!shown(screen.draw(*arguments))) {
                 throw refusal_t{""};
             }
         });
@@ -82,33 +96,50 @@ bool start(session_t& session) {
     return io::page_station().init(false);
 }
 
+bool draw_text(session_t& session, int row, const std::string& text, bool centred) {
+    const bool is_station = session.lcd_is_page_stations();
+    require_row(row, is_station);
+    return shown(is_station ? io::page_station().draw_text(row, text, centred)
+                            : io::front_panel().draw_text_row(row, text, centred));
+}
+
+bool draw_progress(session_t& session, int row, int percent) {
+    const bool is_station = session.lcd_is_page_stations();
+    require_row(row, is_station);
+    if (percent < 0 || percent > 100) {
+        throw refusal_t{"a percentage goes from 0 to 100"};
+    }
+    return shown(is_station ? io::page_station().draw_progress(row, percent)
+                            : io::front_panel().draw_progress_row(row, percent));
+}
+
+bool fill(session_t& session, bool ink) {
+    if (!session.lcd_is_page_stations()) {
+        return shown(io::front_panel_t::fill_screen(ink));
+    }
+    auto& lcd = io::graphics();
+    const bool is_lit = lcd.init_graphics();
+    lcd.select_font(&io::text_font);
+    lcd.fill_rect(0, 0, io::graphics_t::width - 1, io::graphics_t::height - 1,
+                  ink ? io::graphics_t::ink : io::graphics_t::paper);
+    return shown(is_lit);
+}
+
 void add_texts(CLI::App& lcd, session_t& session) {
     const auto centre = std::make_shared<bool>(false);
     add_command<int, std::string>(lcd, "text", "Clears a row and writes a text into it",
                                   {{{"ROW", "0 to 3; 0 to 2 on a page station"}, {"TEXT", "UTF-8"}}},
                                   [&session, centre](int row, const std::string& text) {
-                                      return session.lcd_is_page_stations()
-                                                 ? io::page_station().draw_text(row, text, *centre)
-                                                 : io::front_panel().draw_text_row(row, text, *centre);
+                                      return draw_text(session, row, text, *centre);
                                   })
         .add_flag("--centre", *centre, "In the middle of the row");
     add_command<int, int>(lcd, "progress", "Draws a bar over a row",
                           {{{"ROW", "0 to 3; 0 to 2 on a page station"}, {"PERCENT", "0 to 100"}}},
-                          [&session](int row, int percent) {
-                              return session.lcd_is_page_stations()
-                                         ? io::page_station().draw_progress(row, percent)
-                                         : io::front_panel().draw_progress_row(row, percent);
-                          });
-    auto& fill = add_group(lcd, "fill", "Fills the screen");
+                          [&session](int row, int percent) { return draw_progress(session, row, percent); });
+    auto& group = add_group(lcd, "fill", "Fills the screen; the drawing contexts are as new then");
     for (const bool ink : {true, false}) {
-        add_command(fill, ink ? "ink" : "paper", ink ? "All dark" : "All light", {}, [&session, ink] {
-            if (!session.lcd_is_page_stations()) {
-                return io::front_panel_t::fill_screen(ink);
-            }
-            io::graphics().fill_rect(0, 0, io::graphics_t::width - 1, io::graphics_t::height - 1,
-                                     ink ? io::graphics_t::ink : io::graphics_t::paper);
-            return true;
-        });
+        add_command(group, ink ? "ink" : "paper", ink ? "All dark" : "All light", {},
+                    [&session, ink] { return fill(session, ink); });
     }
 }
 

@@ -13,6 +13,14 @@ using namespace std::chrono_literals;
 constexpr std::array led_states{"off", "first", "both", "second"};
 constexpr auto step_time = 300ms;
 
+io::front_panel_t& panel_with_leds(session_t& session) {
+    auto& panel = session.front_panel();
+    if (io::system_t::platform_id() == io::platform_tables::platform_without_led_image) {
+        throw refusal_t{"this unit's front panel takes no LEDs' states"};
+    }
+    return panel;
+}
+
 void add_leds(CLI::App& app, session_t& session) {
     auto& led = add_group(app, "led", "The two-colour LEDs of a front panel, the key LEDs of a page station");
     constexpr const char* states_help = "0 off, 1 first colour, 2 both, 3 second colour";
@@ -24,7 +32,7 @@ void add_leds(CLI::App& app, session_t& session) {
                                        throw refusal_t{"there is no LED " + std::to_string(number)};
                                    }
                                    states.at(number) = state;
-                                   return session.front_panel().set_leds(states);
+                                   return panel_with_leds(session).set_leds(states);
                                });
     add_command<std::vector<int>>(
         led, "set", "Sets the LEDs of the front panel, from LED 0 on",
@@ -35,10 +43,10 @@ void add_leds(CLI::App& app, session_t& session) {
                 throw refusal_t{"there are 21 LEDs"};
             }
             std::ranges::copy(wanted, states.begin());
-            return session.front_panel().set_leds(states);
+            return panel_with_leds(session).set_leds(states);
         });
     add_command<int>(led, "all", "Lights all LEDs of the front panel alike", {{{"STATE", states_help}}},
-                     [&session](int state) { return session.front_panel().set_all_leds(state); });
+                     [&session](int state) { return panel_with_leds(session).set_all_leds(state); });
     struct bank_t {
         const char* name;
         bool (io::page_station_t::*set)(int, bool, bool);
@@ -58,7 +66,7 @@ void add_leds(CLI::App& app, session_t& session) {
 }
 
 bool walk_front_panel(session_t& session, std::chrono::milliseconds limit) {
-    auto& panel = session.front_panel();
+    auto& panel = panel_with_leds(session);
     std::size_t at = 0;
     bool lights = true;
     session.repeat(step_time, limit, [&] {

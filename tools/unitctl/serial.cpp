@@ -23,9 +23,6 @@ bool animate(session_t& session, const std::optional<double>& seconds,
              const std::optional<std::int32_t>& percent) {
     const auto limit = time_limit(seconds);
     auto& panel = session.serial_panel();
-    if (percent && *percent < 0) {
-        return false;
-    }
     static_cast<void>(panel.clear());  // a line that is not open fails here rather than on the worker
     panel.start();
     if (percent) {
@@ -68,6 +65,10 @@ void add_serial_commands(CLI::App& app, session_t& session) {
     what.require_option();
     serial.callback([&session, options] {
         constexpr auto sweep_period = 50ms;
+        constexpr std::int32_t highest = 999;
+        if (options->percent && (*options->percent < 0 || *options->percent > highest)) {
+            throw refusal_t{"the digits show 0 to 999"};
+        }
         const bool done = options->animate   ? animate(session, options->animate, options->percent)
                           : options->percent ? session.serial_panel().draw_progress(*options->percent)
                           : options->sweep   ? sweep(session, sweep_period)

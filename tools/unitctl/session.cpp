@@ -7,10 +7,9 @@
 #include "platform/identity.h"
 #include "tools/unitctl/bus_trace.h"
 #include "tools/unitctl/daemon_search.h"
+#include "tools/unitctl/signals.h"
 
 #include <algorithm>
-#include <array>
-#include <csignal>
 #include <cstdio>
 #include <optional>
 #include <thread>
@@ -19,40 +18,6 @@
 namespace tools::unitctl {
 
 namespace {
-
-volatile std::sig_atomic_t interrupted = 0;
-
-/// While it lives, Ctrl-C ends what is repeated rather than the process, and so does who ends the process or
-/// closes its terminal.
-class interruptible_t {
-  public:
-    interruptible_t() {
-        interrupted = 0;
-        struct sigaction action {};
-        action.sa_handler = [](int) { interrupted = 1; };
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            ::sigaction(signals.at(i), &action, &previous_.at(i));
-        }
-    }
-    interruptible_t(const interruptible_t&) = delete;
-    interruptible_t& operator=(const interruptible_t&) = delete;
-    ~interruptible_t() {
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            ::sigaction(signals.at(i), &previous_.at(i), nullptr);
-        }
-    }
-
-  private:
-    static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
-    std::array<struct sigaction, signals.size()> previous_{};
-};
-
-/// The status input of these platforms is a line of the processor. Their controller's bring-up takes it away
-/// from whoever holds it, and reading it needs no bring-up.
-bool has_gpio_line() {
-    const auto& platforms = io::platform_tables::with_gpio_line;
-    return std::ranges::find(platforms, io::system_t::platform_id()) != platforms.end();
-}
 
 std::optional<zel::platform_t> read_identity() {
     constexpr int answer_timeout_ms = 1000;
@@ -85,13 +50,22 @@ void session_t::open() {
     io::graphics().mark_initialised();
 }
 
-io::control_t& session_t::controller() {
+bool session_t::is_on(platforms_t platforms) {
     open();
+    return std::ranges::find(platforms, io::system_t::platform_id()) != platforms.end();
+}
+
+io::control_t& session_t::controller(platforms_t without_fpga) {
     auto& controller = io::control();
-    if (!cold && !controller_up_ && !has_gpio_line()) {
-        if (!controller.initialise(true)) {
-            throw refusal_t{"this unit has no FPGA that can be mapped"};
-        }
+    if (is_on(without_fpga) || cold) {
+        return controller;
+    }
+    if (!io::system_t::ready()) {
+        throw refusal_t{"this unit has no FPGA that can be mapped"};
+    }
+    // Where the status input is a line of the processor, the bring-up takes that away from whoever holds it.
+    if (!controller_up_ && !is_on(io::platform_tables::with_gpio_line)) {
+        require_done([&] { return controller.initialise(true); });
         controller_up_ = true;
     }
     return controller;
@@ -155,6 +129,12 @@ bool session_t::close_serial_panel() {
     return panel.close();
 }
 
+void session_t::require_shown() {
+    if (!io::graphics().is_held() && !io::graphics().frame().dirty().empty()) {
+        throw refusal_t{"the LCD has not taken what was drawn"};
+    }
+}
+
 void session_t::claim_display() const {
     const auto daemon = force ? std::nullopt : find_daemon();
     if (daemon) {
@@ -179,8 +159,8 @@ void session_t::print_accesses() const {
 
 void session_t::repeat(std::chrono::milliseconds period, std::chrono::milliseconds limit,
                        const std::function<bool()>& step) const {
-    const interruptible_t interruptible;
-    for (auto spent = period; step() && interrupted == 0 && (limit.count() == 0 || spent <= limit);
+    const caught_signals_t caught{caught_signals_t::then_e::forget};
+    for (auto spent = period; step() && !caught_signals_t::any() && (limit.count() == 0 || spent <= limit);
          spent += period) {
         print_accesses();
         std::this_thread::sleep_for(period);

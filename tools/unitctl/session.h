@@ -3,11 +3,13 @@
 #include "io/control.h"
 #include "io/front_panel/front_panel.h"
 #include "io/page_station/page_station.h"
+#include "io/platform_tables.h"
 #include "io/serial/io_lx4s.h"
 #include "tools/unitctl/command.h"
 
 #include <chrono>
 #include <functional>
+#include <span>
 #include <string>
 
 namespace tools::unitctl {
@@ -34,7 +36,12 @@ class session_t {
     /// Whether the property engine told the identity; false before `open`.
     [[nodiscard]] bool is_identified() const { return is_identified_; }
 
-    [[nodiscard]] io::control_t& controller();
+    using platforms_t = std::span<const io::platform_tables::platform_id_t>;
+    /// Opens the unit and tells whether it is of one of these platforms.
+    [[nodiscard]] bool is_on(platforms_t platforms);
+
+    /// @param without_fpga  platforms on which the operation at hand asks the processor alone.
+    [[nodiscard]] io::control_t& controller(platforms_t without_fpga = {});
     [[nodiscard]] io::front_panel_t& front_panel();
     [[nodiscard]] io::page_station_t& page_station();
     /// Brings up whichever LCD the unit has; true when it is a page station's.
@@ -42,6 +49,10 @@ class session_t {
     [[nodiscard]] io::io_lx4s_t& serial_panel();
     /// Gives the serial panel up: "OFFL", line closed. The next command that uses it brings it up anew.
     bool close_serial_panel();
+
+    /// Behind what draws on the LCD: throws `refusal_t` when that did not get through, unless it is held
+    /// back.
+    static void require_shown();
 
     /// Throws `refusal_t` while the daemon holds the display, unless `force` is set.
     void claim_display() const;

@@ -1,4 +1,5 @@
 #include "tools/unitctl/families.h"
+#include "tools/unitctl/signals.h"
 
 #include <cstdio>
 
@@ -26,6 +27,9 @@ bool print_key(io::page_station_t& station, bool& any) {
 
 bool read_keys(session_t& session, bool watch, std::chrono::milliseconds limit) {
     auto& station = session.page_station();
+    if (!station.has_keys()) {
+        throw refusal_t{"this unit's keypad does not work"};
+    }
     bool any = false;
     bool answers = print_key(station, any);
     if (watch) {
@@ -34,6 +38,16 @@ bool read_keys(session_t& session, bool watch, std::chrono::milliseconds limit) 
         std::puts("no key event waits");
     }
     return answers;
+}
+
+void start(session_t& session, bool full) {
+    session.open();
+    session.claim_display();
+    const caught_signals_t signals{caught_signals_t::then_e::obey};  // a keypad half programmed is none
+    require_done([full] { return io::page_station().init(full); });
+    if (full && !io::page_station().has_keys()) {
+        throw refusal_t{"the keypad does not work; all else is up"};
+    }
 }
 
 void add_keys(CLI::App& app, session_t& session) {
@@ -56,9 +70,7 @@ void add_station_commands(CLI::App& app, session_t& session) {
     auto& station = add_group(app, "station", "The page station");
     const auto full = std::make_shared<bool>(false);
     add_command(station, "start", "Brings it up", {}, [&session, full] {
-        session.open();
-        session.claim_display();
-        return io::page_station().init(*full);
+        start(session, *full);
     }).add_flag("--full", *full, "Reset the keypad and update its firmware as well");
     add_command(station, "revision", "Prints its revision", {}, [&session] {
         std::uint32_t revision = 0;

@@ -55,12 +55,12 @@ for command in buttons 'panel start' 'station start' 'station revision' 'serial 
 done
 daemon=$("$unitctl" buttons 2>&1 | sed -n 's/.*(process \([0-9]*\)).*/\1/p')
 [[ $(readlink "/proc/$daemon/exe") == */fwstatus-sim ]] || { echo "process $daemon is no daemon"; failed=1; }
-expect 0 'fan 0:' fan
+expect 0 'status off' inputs
 expect 0 'Daemon runs +yes' info
 expect 0 'held by the daemon' info
 expect 0 '0c0000 0000007f' reg read front_panel.control
 # In a script --force counts for its own line.
-printf '%s\n' 'lcd backlight x' '--cold --force lcd screen' 'buttons' 'fan' >"$work/script"
+printf '%s\n' 'lcd backlight x' '--cold --force lcd screen' 'buttons' 'inputs' >"$work/script"
 expect 2 '^refused: fwstatus is running' run "$work/script"
 # Nothing keeps two processes apart on the bus to the panel, and an idle daemon draws, too: it has to stand still.
 kill -STOP "$daemon"

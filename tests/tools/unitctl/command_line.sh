@@ -40,6 +40,43 @@ says 0 $'000000 cafebabe  unit.fpga_id\n  4 accesses' '' --unit base-unit --coun
 "$unitctl" --unit base-unit run - <"$work" >/dev/null 2>"$work/errors"
 [ "$? $(cat "$work/errors")" = '1 unitctl: cannot read -' ] || { echo "a script that cannot be read"; failed=1; }
 
+# Who ends an update has to wait: a keypad controller half programmed is none.
+mkdir "$work/units" "$work/desk"
+mkfifo "$work/desk/commands"
+FWSTATUS_UNITS=$work/units "$unitctl" --unit page-station run - <"$work/desk/commands" >"$work/said" &
+desk=$!
+exec 3>"$work/desk/commands"
+echo 'station start --full' >&3
+for _ in $(seq 200); do
+    grep -q 'keypad done' "$work/said" && break
+    sleep 0.05
+done
+waited=
+ms=20
+for _ in $(seq 60); do
+    [ -z "$waited" ] || break
+    ended=$(
+        FWSTATUS_UNIT_ROOT=$(echo "$work/units"/*)
+        export FWSTATUS_UNIT_ROOT
+        "$unitctl" board keypad outdated
+        "$unitctl" keypad update >"$work/update" 3>&- &
+        sleep "$(printf '0.%03d' $ms)"
+        kill -TERM $! 2>/dev/null
+        wait $!
+        echo "status $?"
+        "$unitctl" keypad check 2>&1
+    )
+    case $ended in
+    *"status 143"*"up to date"*) waited=yes ;;
+    *"status 143"*"flash 0x3b38"*) ms=$((ms + 5)) ;;  # it had not begun
+    *"status 0"*) ms=$((ms > 5 ? ms - 5 : ms)) ;;     # it was over
+    *) break ;;
+    esac
+done
+[ -n "$waited" ] || { echo "an update that was told to end: $ended"; failed=1; }
+exec 3>&-
+wait "$desk"
+
 # A text of two lines: its first, its first word, and the wider one.
 for of in line:24 word:24 lines:48; do
     says 0 "front panel revision: 0"$'\n'"${of#*:}" '' --unit base-unit lcd draw width $'iii\nmmmmmm' --font default --of "${of%:*}"
@@ -70,7 +107,6 @@ diff - <(sed -n '1p;65p;126,$p' "$work/bar") <<'END' || { echo "keypad update on
 END
 
 # A unit on which no daemon runs, of a process that waits for commands.
-mkdir "$work/units"
 mkfifo "$work/commands"
 FWSTATUS_UNITS=$work/units "$unitctl" --unit base-unit run - <"$work/commands" >"$work/said" &
 owner=$!
