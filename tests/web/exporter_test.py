@@ -249,6 +249,9 @@ class exporter_test(unittest.TestCase):
                 r"fwstatus-exporter: listening on (\S+:\d+), 2 entries of units that may be asked\n", process.output()))
             self.assertTrue(said.group(1).startswith(listen[:-1]), said.group(1))
             answers = {path: fetch(f"http://{said.group(1)}{path}") for path in ("/", "/metrics", "/probe", "/nothing")}
+            second = subprocess.run([harness.program("fwstatus-exporter"), "--listen", said.group(1)], timeout=10, check=False,
+                                    stderr=subprocess.DEVNULL)
+            self.assertEqual(second.returncode, 1, "the address is taken")
             process.stop(how)
             self.assertEqual(process.child.returncode, 0)
         text = "text/plain; charset=utf-8"
@@ -272,6 +275,7 @@ class exporter_test(unittest.TestCase):
                  name + '"10.0.0.0/33" is no name, address or network like 10.0.0.0/24, with or without :PORT'),
                 ("--timeout 0.09", 2, "--timeout: Value 0.09 not in range 0.100000 to 600.000000" + see),
                 ("--timeout 600.1", 2, "--timeout: Value 600.1 not in range 0.100000 to 600.000000" + see),
+                ("--timeout nan", 2, "--timeout: is no number" + see),
                 ("--concurrency 0", 2, "--concurrency: Value 0 not in range 1 to 1000" + see),
                 ("--concurrency 1001", 2, "--concurrency: Value 1001 not in range 1 to 1000" + see),
                 ("--timeout 0.1 --concurrency 1 --listen nowhere", 2, name + '--listen: "nowhere" is no ADDRESS:PORT'),

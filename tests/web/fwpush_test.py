@@ -327,7 +327,7 @@ has  refused  0:00  the same unit was named before
         self.assertEqual(result("/tmp", "x"), ("fwpush: /tmp: no regular file\n", 3))
         if b"__ubsan" not in pathlib.Path(FWPUSH).read_bytes():  # the sanitizer asks for memory through a pipe
             few = result(self.image.name, "x", preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (4, 4)))
-            self.assertEqual(few, ("fwpush: epoll: Too many open files\n", 1))
+            self.assertEqual(few, ("fwpush: signals cannot be read: Too many open files\n", 1))
 
     def test_a_password_is_asked_for_unseen_and_the_terminal_given_back(self):
         unit = Unit()

@@ -155,6 +155,9 @@ int parse_and_run(int argc, char** argv) {
     declare_options(app, options, timeout);
     try {
         app.parse(argc, argv);
+        if (std::isnan(timeout)) {  // which no range excludes
+            throw CLI::ValidationError{"--timeout", "is no number"};
+        }
     } catch (const CLI::ParseError& fault) {
         return app.exit(fault) == 0 ? EXIT_SUCCESS : bad_usage;
     }

@@ -49,6 +49,7 @@ transfer_t make_transfer(const target_t& target, const probe_settings_t& setting
     set(CURLOPT_WRITEDATA, static_cast<void*>(&answer));
     if (!settings.certificates.empty()) {
         set(CURLOPT_CAINFO, settings.certificates.c_str());
+        set(CURLOPT_CAPATH, nullptr);  // and no authority of this machine's
     }
     return transfer;
 }

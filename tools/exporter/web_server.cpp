@@ -1,6 +1,7 @@
 #include "tools/exporter/web_server.h"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <atomic>
@@ -52,6 +53,11 @@ web_server_t::web_server_t(exporter_t& exporter, std::size_t most_at_once)
     : hidden_{std::make_unique<hidden_t>()} {
     auto& server = hidden_->server;
     server.new_task_queue = [most_at_once] { return new bounded_pool_t{most_at_once}; };
+    // The library's own options would let a second exporter take the address and half of the probes.
+    server.set_socket_options([](int socket) {
+        const int on = 1;
+        ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    });
     // A connection that waits for its next request would hold a thread.
     server.set_keep_alive_max_count(1);
     server.set_read_timeout(2s);

@@ -76,7 +76,9 @@ class bars_t final : public display_t {
             size.ws_col = 80;
         }
         const std::size_t lines = size.ws_row - 1U;
-        std::string picture = lines_drawn_ == 0 ? "" : "\x1b[" + std::to_string(lines_drawn_) + "A";
+        // Without wrapping: a line of wide characters would take two, and the next picture begin too low.
+        std::string picture = "\x1b[?7l";
+        picture += lines_drawn_ == 0 ? "" : "\x1b[" + std::to_string(lines_drawn_) + "A";
         const bool all_fit = units_.size() <= lines;
         const auto shown = all_fit ? units_ : worthiest(lines - 1);
         // Stages are short; the column grows with the first long outcome.
@@ -95,7 +97,7 @@ class bars_t final : public display_t {
                      size.ws_col);
         }
         // A terminal that has become lower.
-        picture += "\x1b[J";
+        picture += "\x1b[J\x1b[?7h";
         lines_drawn_ = shown.size() + (all_fit ? 0 : 1);
         std::fwrite(picture.data(), 1, picture.size(), stdout);
         std::fflush(stdout);

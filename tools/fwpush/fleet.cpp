@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <system_error>
 #include <utility>
 
 namespace fwpush {
@@ -23,7 +25,11 @@ constexpr milliseconds start_spread{1000};
 
 int signal_descriptor() {
     const auto set = ending_signals();
-    return ::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
+    const int descriptor = ::signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
+    if (descriptor < 0) {  // the signals are blocked: nothing else would hear them
+        throw std::system_error{errno, std::generic_category(), "signals cannot be read"};
+    }
+    return descriptor;
 }
 
 // Every unit keeps a connection open.

@@ -10,6 +10,8 @@
 #include <cmath>
 #include <iostream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace fwpush {
 
@@ -27,7 +29,7 @@ image cannot be read.)";
 // What has to be worked on before it is an option.
 struct raw_options_t {
     std::vector<std::string> names;
-    std::string list;
+    std::vector<std::string> lists;
     bool watch = false;
     double timeout = 60;
     double grace = 5;
@@ -44,7 +46,21 @@ class formatter_t final : public CLI::Formatter {
 };
 
 std::chrono::milliseconds milliseconds_of(double seconds) {
+    if (std::isnan(seconds)) {  // which no range excludes
+        throw CLI::ValidationError{"a time must be a number"};
+    }
     return std::chrono::milliseconds{std::lround(seconds * 1000)};
+}
+
+// The command line, last word first. A word in brackets would be taken for a list, and lose them: the space
+// that keeps the address of a unit whole is dropped in the end.
+std::vector<std::string> words_of(int argc, char** argv) {
+    std::vector<std::string> words(std::min(argv + 1, argv + argc), argv + argc);
+    std::ranges::reverse(words);
+    for (auto& word : words) {
+        word.insert(0, word.starts_with('[') ? " " : "");
+    }
+    return words;
 }
 
 void describe(CLI::App& app, options_t& options, raw_options_t& raw) {
@@ -54,8 +70,10 @@ void describe(CLI::App& app, options_t& options, raw_options_t& raw) {
     app.set_version_flag("--version", std::string{zel::version_text()})->description("the version, and end");
     app.add_option("names", raw.names)->group("");
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    app.add_option("--units", raw.list, "more units: a file with one a line, # begins a comment")
-        ->option_text("FILE");
+    app.add_option("--units", raw.lists, "more units: a file with one a line, # begins a comment")
+        ->option_text("FILE")
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--jobs", options.jobs, "uploads at once; all units are watched")
         ->option_text("N (16)")
         ->check(CLI::Range(1U, 100'000U));
@@ -85,6 +103,9 @@ void describe(CLI::App& app, options_t& options, raw_options_t& raw) {
 }
 
 void complete(const CLI::App& app, options_t& options, raw_options_t& raw) {
+    for (auto& name : raw.names) {
+        name.erase(0, name.starts_with(" [") ? 1 : 0);
+    }
     if (!raw.watch) {
         if (raw.names.empty()) {
             throw CLI::ValidationError{"IMAGE", "is missing"};
@@ -95,8 +116,8 @@ void complete(const CLI::App& app, options_t& options, raw_options_t& raw) {
         throw CLI::ValidationError{"--watch", "sends nothing: no --force, --min-compat, --await-return"};
     }
     options.units = std::move(raw.names);
-    if (!raw.list.empty()) {
-        const auto listed = read_unit_list(raw.list);
+    for (const auto& list : raw.lists) {
+        const auto listed = read_unit_list(list);
         options.units.insert(options.units.end(), listed.begin(), listed.end());
     }
     if (options.units.empty()) {
@@ -119,7 +140,7 @@ std::optional<options_t> read_options(int argc, char** argv, int& exit_status) {
     CLI::App app{"Pushes a firmware image to units over the network and follows their updates.", "fwpush"};
     try {
         describe(app, options, raw);
-        app.parse(argc, argv);
+        app.parse(words_of(argc, argv));
         complete(app, options, raw);
         return options;
     } catch (const CLI::Success& call) {  // --help, --version

@@ -55,6 +55,8 @@ void unit_link_t::make_handle() {
     curl_easy_setopt(handle_, CURLOPT_PRIVATE, static_cast<transfers_t::client_t*>(this));
     curl_easy_setopt(handle_, CURLOPT_ERRORBUFFER, fault_.data());
     curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
+    // A name server that does not answer is left to its thread: waiting for it would hold up all units.
+    curl_easy_setopt(handle_, CURLOPT_QUICK_EXIT, 1L);
     curl_easy_setopt(handle_, CURLOPT_PROXY,
                      "");  // units are asked themselves, whatever the environment says
     curl_easy_setopt(handle_, CURLOPT_PROTOCOLS_STR, "http,https");
@@ -71,6 +73,7 @@ void unit_link_t::make_handle() {
     }
     if (!options_.ca_file.empty()) {
         curl_easy_setopt(handle_, CURLOPT_CAINFO, options_.ca_file.c_str());
+        curl_easy_setopt(handle_, CURLOPT_CAPATH, nullptr);  // and no authority of this machine's
     }
 }
 

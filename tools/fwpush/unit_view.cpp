@@ -30,7 +30,8 @@ std::size_t character_at(std::string_view text) {
     }
     constexpr std::array<unsigned, 5> shortest{0, 0, 0x80, 0x800, 0x10000};
     const bool is_surrogate = code >= 0xd800 && code <= 0xdfff;
-    const bool turns = (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
+    const bool turns = (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069) ||
+                       code == 0x200e || code == 0x200f || code == 0x061c;
     const bool is_good = code >= shortest.at(length) && code <= 0x10ffff && code >= 0xa0;
     return is_good && !is_surrogate && !turns ? length : 0;
 }

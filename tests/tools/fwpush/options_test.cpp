@@ -45,7 +45,7 @@ std::string understood(const std::string& line) {
 
 constexpr const char* command_lines =
     R"(i x
-i x y --units fwpush_units
+i x [fd00::7] --units fwpush_units --units fwpush_units
 --watch x
 --watch --grace 7 x
 --jobs 1 --jobs 100000 --force --await-return --min-compat 7 --timeout 0.1 --grace 0 --stall 86400 i x
@@ -64,6 +64,7 @@ i
 --grace -1 i x
 --grace 86401 i x
 --stall -1 i x
+--stall nan i x
 --stall 86401 i x
 --cacert /nonexistent i x
 --units /nonexistent i

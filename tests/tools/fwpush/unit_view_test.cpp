@@ -34,7 +34,7 @@ TEST(printable, leaves_these_characters_alone) {
         }
         was_left = is_left;
     }
-    EXPECT_EQ(ranges, "20-7e a0-2027 202f-2065 206a-d7ff e000-10ffff ");
+    EXPECT_EQ(ranges, "20-7e a0-61b 61d-200d 2010-2027 202f-2065 206a-d7ff e000-10ffff ");
 }
 
 TEST(printable, leaves_text_alone_and_replaces_what_a_terminal_would_obey) {
