@@ -75,6 +75,9 @@ TEST_F(spi, a_transfer_is_prepared_set_up_started_and_polled_with_no_access_too_
         {kind_e::read32, 0x00, 1U << 4}, {kind_e::read32, 0x80, 0x7FDB},  {kind_e::read32, 0x84, 0x8000},
     };
     EXPECT_EQ(accesses(), expected);
+    master_.option_b = 0;
+    ASSERT_TRUE(master_.transfer(true));
+    EXPECT_EQ(accesses().at(4), (bus_access_t{kind_e::write32, 0x00, 0x22}));
 }
 
 TEST_F(spi, many_words_go_first_word_first_and_no_more_than_the_sixteen_that_there_are) {

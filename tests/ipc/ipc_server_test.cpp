@@ -206,6 +206,7 @@ TEST_F(ipc_server, a_path_that_no_address_can_hold_is_refused_at_both_ends) {
         zel::unix_stream_socket_t socket{path};
         EXPECT_FALSE(socket.connect());
         EXPECT_EQ(errno, error) << path;
+        EXPECT_LT(socket.fd(), 0);
     }
 }
 

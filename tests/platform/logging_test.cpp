@@ -80,9 +80,11 @@ TEST_F(level_file, of_this_build_sets_level_and_flush_level_of_the_loggers_that_
 }
 
 TEST_F(level_file, is_applied_where_a_program_logs_to_the_system_log) {
-    EXPECT_TRUE(stays(R"({"git_revision":"3f9c2d1","prog":{"drv_io":"trace"}})"));
+    EXPECT_TRUE(stays(R"({"git_revision":"3f9c2d1","prog":{"drv_io":"trace","lin_ipc":"trace"}})"));
     zel::set_logger_level("drv_io", "off");
-    zel::setup_logging("/usr/sbin/prog", "");
+    ::setenv("SPDLOG_LEVEL", "lin_ipc=critical", 1);
+    zel::setup_logging_with_environment("/usr/sbin/prog", "");
+    EXPECT_EQ(spdlog::get("lin_ipc")->level(), 5) << "who starts the program has the last word";
     zel::scope_logger{"drv_io", log_level_e::trace} << "50 %s";
     zel::log_error_s{} << "bare";
     EXPECT_EQ(system_log, "prog 6 8\n7 50 %s\n3 bare\n");

@@ -147,6 +147,13 @@ TEST(graphics, text_wraps_scrolls_and_is_aligned_line_by_line_within_its_viewpor
     sheet.expect("text_layout.txt");
 }
 
+TEST(frame_buffer, changes_as_much_as_a_scroll_moves) {
+    io::frame_buffer_t frame;
+    frame.scroll_up({3, 4, 20, 300}, 5);
+    const auto& [left, top, right, bottom] = frame.dirty();
+    EXPECT_EQ((std::array{left, top, right, bottom}), (std::array{3, 4, 20, 63}));
+}
+
 TEST(graphics, a_start_resets_all_contexts_and_the_first_is_current) {
     graphics_t lcd;
     for (std::size_t context = 0; context < 5; ++context) {

@@ -60,7 +60,7 @@ TEST(page_station_guard, a_driver_too_short_for_the_registers_is_told) {
               "FPGA base address not initialized\n");
     EXPECT_FALSE(io::page_station_lcd_write(0, 1));
     EXPECT_EQ(io::page_station_lcd_write_word(0x1234), 0x34);
-    EXPECT_FALSE(io::lcd_write(true, 1) || io::lcd_write_word(1));
+    EXPECT_FALSE(io::lcd_write(true, 1) || io::lcd_write_word(1) || io::keypad_lines_t{}.key_event_pending());
 }
 
 TEST_F(page_station, bars_and_texts_take_a_row_of_21_lines_each) {
