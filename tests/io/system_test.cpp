@@ -17,6 +17,7 @@
 
 namespace {
 
+using namespace std::chrono_literals;
 using io::system_t;
 
 /// What the shared region tells the other programs of the unit.
@@ -108,8 +109,8 @@ TEST(system, holds_the_registers_of_the_first_generation_mapped) {
     ASSERT_TRUE(engine.start());
     const auto begun = std::chrono::steady_clock::now();
     const system_t hardware;
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds{5})
-        << "an answer has one second";
+    const auto waited = std::chrono::steady_clock::now() - begun;
+    EXPECT_TRUE(waited > 900ms && waited < 5s) << "an answer has one second";
     EXPECT_EQ(system_t::platform_id(), 10U);
     const auto line = mapping_of("/dev/omap_io");
     std::size_t dash = 0;

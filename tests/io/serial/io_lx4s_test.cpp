@@ -148,7 +148,7 @@ TEST_F(serial_panel, a_newer_value_replaces_the_one_that_the_worker_shows) {
     const auto newer = wait_for_frame(first_number + 15);
     EXPECT_TRUE(older.mode == 4 && newer.mode == 4 && newer != older);
     EXPECT_EQ(wait_for_frame(first_number + 16), sim::serial_display_t{});
-    EXPECT_NE(wait_for_frame(first_number + 18).mode, 4) << "and has no pass of its own";
+    EXPECT_NE(wait_for_frame(first_number + 36).mode, 4) << "it has no turn of its own after the next pass";
 }
 
 // The module and the worker live in a process of their own that ends as it stands: stopping would wait for
