@@ -5,10 +5,12 @@
 #include "sim/peers/engine.h"
 #include "tests/io/driver_test.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -87,6 +89,12 @@ TEST_P(system_of, settles_platform_and_slots_and_announces_them) {
     EXPECT_EQ(system_t::fpga_id(), definition.fpga_id.value_or(0));
     EXPECT_EQ(system_t::shared_base() != nullptr,
               definition.fpga_id.has_value() || definition.in_container || definition.under_hypervisor);
+    for (const auto& entry : std::filesystem::directory_iterator{"/proc/self/fd"}) {
+        std::error_code gone;
+        if (std::filesystem::read_symlink(entry, gone).string().starts_with(unit.root.path())) {
+            EXPECT_EQ(::fcntl(std::stoi(entry.path().filename()), F_GETFD), FD_CLOEXEC) << entry;
+        }
+    }
     if (system_t::shared_base() != nullptr) {
         EXPECT_EQ(announced(), (std::pair{expected.platform_id, expected.slot_count}));
         io::mmio::write32(system_t::shared_area_c(), 7);

@@ -164,6 +164,15 @@ TEST_F(property_client, an_engine_that_stops_reading_holds_a_request_for_a_secon
     const auto held = std::chrono::steady_clock::now() - start;
     EXPECT_TRUE(held > std::chrono::milliseconds{950} && held < std::chrono::seconds{10});
     EXPECT_TRUE(client_.is_connected());
+    // More than a socket takes at once arrives whole where it is read.
+    engine_.stall(false);
+    EXPECT_TRUE(client_.connect());
+    auto requests = encode({"create", "/a"});
+    for (int i = 0; i < 40; ++i) {
+        requests += encode({"set", "/a", value});
+    }
+    EXPECT_TRUE(client_.send_frame(requests + encode({"set", "/a", "the last"})));
+    EXPECT_TRUE(sim::wait_until([&] { return engine_.get("/a") == "the last"; }));
 }
 
 TEST_F(property_client, idle_it_asks_the_system_once_and_closed_not_at_all) {

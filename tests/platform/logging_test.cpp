@@ -6,6 +6,7 @@
 #include "sim/root/unit_root.h"
 
 #include <gtest/gtest.h>
+#include <spdlog/sinks/ringbuffer_sink.h>
 #include <spdlog/spdlog.h>
 #include <unistd.h>
 
@@ -154,6 +155,13 @@ TEST(set_up, names_the_default_logger_and_takes_levels_from_environment_and_argu
     const char* const arguments[]{"prog2", "other", "SPDLOG_LEVEL=drv_io=warning"};
     zel::setup_logging_with_arguments(3, arguments, "no such logger");
     EXPECT_EQ(spdlog::get("drv_io")->level(), 3);
+    // Sinks may be those of a logger with the program's own name, whose place its default logger takes.
+    zel::register_logger("prog3");
+    const auto ring = std::make_shared<spdlog::sinks::ringbuffer_sink_mt>(1);
+    spdlog::get("prog3")->sinks() = {ring};
+    zel::setup_logging("/usr/sbin/prog3", "prog3");
+    spdlog::error("heard");
+    EXPECT_EQ(ring->last_raw().size(), 1U);
 }
 
 TEST(log_line, goes_to_the_threads_current_logger_if_there_is_one_and_nowhere_without_a_logger) {
