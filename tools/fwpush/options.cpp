@@ -70,7 +70,7 @@ void describe(CLI::App& app, options_t& options, raw_options_t& raw) {
     app.set_version_flag("--version", std::string{zel::version_text()})->description("the version, and end");
     app.add_option("names", raw.names)->group("");
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    app.add_option("--units", raw.lists, "more units: a file with one a line, # begins a comment")
+    app.add_option("--units", raw.lists, "more units: files with one a line, # begins a comment")
         ->option_text("FILE")
         ->allow_extra_args(false)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
