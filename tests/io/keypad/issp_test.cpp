@@ -79,4 +79,53 @@ TEST_F(issp, the_key_follows_the_reset_pulse_at_once_and_silence_ends_the_wait_a
     EXPECT_EQ(std::ranges::count(recorded(), look), 201);
 }
 
+// What the controller takes over at the falling edges of the clock, vector by vector where they are of the
+// table.
+std::string heard(const std::vector<std::uint32_t>& words) {
+    std::string bits;
+    std::uint32_t before = 0;
+    for (const auto word : words) {
+        const bool falls = (before & 0x40U) != 0 && (word & 0x40U) == 0;
+        bits += !falls ? "" : (word & 0x400U) != 0 ? "1" : "0";
+        before = word;
+    }
+    std::string text;
+    for (std::size_t position = 0; position < bits.size();) {
+        std::string line;
+        std::size_t length = 0;
+        for (const auto& vector : io::issp::table) {
+            std::string own;
+            for (std::size_t i = 0; i < vector.length; ++i) {
+                own += (vector.bytes[i / 8] >> (7 - i % 8) & 1U) != 0 ? '1' : '0';
+            }
+            if (own.size() > std::max<std::size_t>(length, 10) &&
+                bits.compare(position, own.size(), own) == 0) {
+                line = "\n  " + std::string{vector.role} + ' ';
+                length = own.size();
+            }
+        }
+        text += length == 0 ? bits.substr(position, 1) : line;
+        position += std::max<std::size_t>(length, 1);
+    }
+    return text + '\n';
+}
+
+TEST_F(issp, each_step_sends_its_vectors_in_their_order) {
+    std::string listing;
+    const auto tell = [&](const char* name, const auto& step) {
+        recorded();
+        step();
+        listing += name + heard(recorded());
+    };
+    std::uint16_t sum = 0;
+    tell("enter", [&] { static_cast<void>(issp_.fXRESInitializeTargetForISSP()); });
+    tell("type", [&] { static_cast<void>(issp_.fVerifySiliconID()); });
+    tell("erase", [&] { static_cast<void>(issp_.fEraseTarget()); });
+    tell("program", [&] { static_cast<void>(issp_.fProgramTargetBlock(0x5A)); });
+    tell("status", [&] { static_cast<void>(issp_.fReadStatus()); });
+    tell("verify", [&] { static_cast<void>(issp_.fVerifySetup(0x5A)); });
+    tell("sum", [&] { static_cast<void>(issp_.fAccTargetBankChecksum(sum)); });
+    EXPECT_EQ(listing, tests::golden_text("issp_steps.txt", listing));
+}
+
 }  // namespace
