@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -28,11 +30,11 @@ static int run(int argc, char** argv) {
         std::fprintf(stderr, "propctl: %s, see --help\n", error.what());
         return tools::property_tool_t::bad_usage;
     }
-    auto words = app.remaining();
-    for (const auto* const command : app.get_subcommands()) {
-        const auto arguments = command->remaining();
-        words.push_back(command->get_name());
-        words.insert(words.end(), arguments.begin(), arguments.end());
+    tools::property_tool_t::words_t words{argv + 1, argv + argc};
+    // A "--" beside the command only says that no options follow.
+    const auto beside = words.begin() + std::min<std::ptrdiff_t>(2, argc - 1);
+    if (const auto mark = std::find(words.begin(), beside, "--"); mark != beside) {
+        words.erase(mark);
     }
     zel::property_client_t client;
     return tools::property_tool_t{client, stdout, stderr}.run(words);

@@ -39,8 +39,8 @@ const char* const property_tool_t::help =
     "                               interrupted; without a value, once it has one\n"
     "  propctl --version\n"
     "\n"
-    "Exit status: 0 done, 1 no such property, or it kept its value, 2 wrong usage,\n"
-    "3 no property engine, or none that answers.\n";
+    "Exit status: 0 done, 1 no such property, it kept its value, or the output\n"
+    "cannot be written, 2 wrong usage, 3 no property engine, or none that answers.\n";
 
 const property_tool_t::command_t property_tool_t::commands[5] = {
     {"get", 1, any_number, &property_tool_t::get},
@@ -70,7 +70,9 @@ int property_tool_t::run(const words_t& words) {
         return fail(no_engine, "cannot reach the property engine at " +
                                    std::string{zel::paths::property_engine} + ": " + std::strerror(errno));
     }
-    return (this->*command->run)(arguments);
+    const int status = (this->*command->run)(arguments);
+    const bool is_written = std::fflush(output_) == 0 && std::ferror(output_) == 0;
+    return status == done && !is_written ? fail(not_written, "cannot write to standard output") : status;
 }
 
 int property_tool_t::get(const words_t& names) {
@@ -144,12 +146,12 @@ int property_tool_t::monitor(const words_t& names) {
     std::string type;
     std::string name;
     std::string value;
-    while (next(type, name, value, for_ever)) {
+    while (std::ferror(output_) == 0 && next(type, name, value, for_ever)) {
         if (type == "changed" || type == "get_response") {
             print_line(name, value);
         }
     }
-    return fail(no_engine, "the property engine has gone");
+    return std::ferror(output_) != 0 ? done : fail(no_engine, "the property engine has gone");
 }
 
 int property_tool_t::follow(const std::string& name) {

@@ -18,6 +18,7 @@ class property_tool_t {
     // Exit status
     static constexpr int done = 0;
     static constexpr int no_property = 1;
+    static constexpr int not_written = 1;  ///< what was asked for did not get to the output
     static constexpr int bad_usage = 2;
     static constexpr int no_engine = 3;  ///< or none that answers
 

@@ -55,6 +55,11 @@ TEST_F(propctl, reads_sets_creates_and_lists) {
     engine_.set("/a/one", "1");
     engine_.set("/a/two", "two words");
     EXPECT_EQ(run(PROPCTL " get /a/two /a/one"), "two words\n1\n0");
+    EXPECT_EQ(run(PROPCTL " get -- /a/two"), "two words\n0");
+    EXPECT_EQ(run("sh -c '" PROPCTL " get /a/one >/dev/full'"),
+              "propctl: cannot write to standard output\n1");
+    EXPECT_EQ(run("sh -c '" PROPCTL " monitor /a/one >/dev/full'"),
+              "propctl: cannot write to standard output\n1");
     EXPECT_EQ(run(PROPCTL " get /a/two /d /a/one"), "propctl: no such property: /d\ntwo words\n1");
     EXPECT_EQ(run(PROPCTL " set /b 1"), "propctl: no such property: /b\n1");
     EXPECT_EQ(run(PROPCTL " create /b '-5 %'"), "0");

@@ -17,6 +17,20 @@ bool print_if(bool read, const char* format, ...) {
     return read;
 }
 
+CLI::Validator decimal_unless_0x() {
+    return CLI::Validator{[](std::string& text) {
+                              const auto first = text.find_first_not_of("+-");
+                              const auto digits = text.find_first_not_of('0', first);
+                              if (first != std::string::npos && text[first] == '0' &&
+                                  digits != std::string::npos &&
+                                  text.find_first_not_of("0123456789", digits) == std::string::npos) {
+                                  text.erase(first, digits - first);
+                              }
+                              return std::string{};
+                          },
+                          ""};
+}
+
 std::chrono::milliseconds time_limit(const std::optional<double>& seconds) {
     constexpr double shortest = 0.001;
     constexpr double longest = 86'400;

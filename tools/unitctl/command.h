@@ -31,6 +31,9 @@ class refusal_t : public std::runtime_error {
 [[nodiscard]] std::chrono::milliseconds time_limit(const std::optional<double>& seconds);
 inline constexpr const char* time_limit_help = "Seconds after which to end by itself, 0.001 to 86400";
 
+/// For numbers of a command line: one that begins with 0 is decimal, unless it is hexadecimal behind "0x".
+[[nodiscard]] CLI::Validator decimal_unless_0x();
+
 /// One word behind a command's name.
 struct operand_t {
     const char* name;
@@ -43,6 +46,13 @@ template <typename value_t>
 inline constexpr bool may_be_left_out<std::optional<value_t>> = true;
 template <typename value_t>
 inline constexpr bool may_be_left_out<std::vector<value_t>> = true;
+
+template <typename value_t>
+inline constexpr bool holds_numbers = std::is_integral_v<value_t>;
+template <typename value_t>
+inline constexpr bool holds_numbers<std::optional<value_t>> = std::is_integral_v<value_t>;
+template <typename value_t>
+inline constexpr bool holds_numbers<std::vector<value_t>> = std::is_integral_v<value_t>;
 
 /// Calls what a command does; throws `refusal_t` when that returns false.
 template <typename call_t>
@@ -72,8 +82,12 @@ CLI::App& add_command(CLI::App& group, const char* name, const char* help,
     std::size_t at = 0;
     const auto add = [&](auto& value) {
         const auto& operand = operands.at(at++);
-        command.add_option(operand.name, value, operand.help)
-            ->required(!may_be_left_out<std::remove_reference_t<decltype(value)>>);
+        using value_t = std::remove_reference_t<decltype(value)>;
+        auto* const option = command.add_option(operand.name, value, operand.help);
+        option->required(!may_be_left_out<value_t>);
+        if constexpr (holds_numbers<value_t>) {
+            option->transform(decimal_unless_0x());
+        }
     };
     std::apply([&](auto&... value) { (add(value), ...); }, *values);
     command.callback([values, call] { require_done([&] { return std::apply(call, *values); }); });

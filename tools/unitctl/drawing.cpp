@@ -99,9 +99,11 @@ using style_pointer_t = std::shared_ptr<style_t>;
 
 style_pointer_t add_style(CLI::App& draw) {
     auto style = std::make_shared<style_t>();
-    draw.add_option("--context", style->context, "One of the five drawing contexts, 0 to 4 (0)");
+    draw.add_option("--context", style->context, "One of the five drawing contexts, 0 to 4 (0)")
+        ->transform(decimal_unless_0x());
     draw.add_option("--viewport", style->viewport, "Left, top, right, bottom, as all coordinates are counted")
-        ->expected(4);
+        ->expected(4)
+        ->transform(decimal_unless_0x());
     draw.add_option("--font", style->font, "default (8 x 8), title (8 x 13) or text (8 x 16)");
     draw.add_option("--mode", style->mode, mode_help);
     return style;
@@ -163,8 +165,13 @@ void add_writing(CLI::App& draw, session_t& session, const style_pointer_t& styl
                                          lcd.draw_string(words);
                                      });
                                  });
-    auto* const at = text.add_option("--at", place->pixel, "X Y: left edge and bottom line")->expected(2);
-    text.add_option("--cell", place->cell, "Column and row, in cells of the font")->expected(2)->excludes(at);
+    auto* const at = text.add_option("--at", place->pixel, "X Y: left edge and bottom line")
+                         ->expected(2)
+                         ->transform(decimal_unless_0x());
+    text.add_option("--cell", place->cell, "Column and row, in cells of the font")
+        ->expected(2)
+        ->excludes(at)
+        ->transform(decimal_unless_0x());
 
     const auto extent = std::make_shared<std::string>("line");
     add_command<std::string>(draw, "width", "Prints how many pixels wide a text is", {{{"TEXT", "UTF-8"}}},

@@ -71,9 +71,9 @@ void add_input(CLI::App& group, session_t& session, const input_t& input) {
 void add_input_commands(CLI::App& app, session_t& session) {
     auto& inputs = add_group(app, "inputs", "The unit's inputs; by itself it prints all of them");
     add_default(inputs, [&session] { return print_all(session); });
-    add_command(inputs, "lines", "Prints the five inputs beside the level output", {},
-                [&session] { return print_lines(session); });
-    add_command(inputs, "number", "Prints the same five as a number, 0 to 31", {}, [&session] {
+    add_command(inputs, "lines", "Prints the inputs beside the level output, two of its five lines as one",
+                {}, [&session] { return print_lines(session); });
+    add_command(inputs, "number", "Prints all five lines as a number, 0 to 31", {}, [&session] {
         std::uint32_t number = 0;
         const bool read = session.controller().get_level_reading(number);
         return print_if(read, "%u\n", number);

@@ -14,7 +14,9 @@ using texts_t = std::vector<std::string>;
 
 int number_of(const std::string& text) {
     int number = 0;
-    if (!CLI::detail::lexical_cast(text, number)) {
+    auto digits = text;
+    static_cast<void>(decimal_unless_0x()(digits));
+    if (!CLI::detail::lexical_cast(digits, number)) {
         throw refusal_t{"\"" + text + "\" is no number"};
     }
     return number;

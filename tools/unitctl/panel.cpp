@@ -54,14 +54,16 @@ void add_leds(CLI::App& app, session_t& session) {
     for (const auto& [name, set] :
          {bank_t{"a", &io::page_station_t::set_led_a}, {"b", &io::page_station_t::set_led_b}}) {
         const auto held = std::make_shared<bool>(false);
-        add_command<int, bool>(led, name, "Switches a key LED of this bank of a page station",
+        add_command<int, bool>(led, name,
+                               "Switches a key LED of this bank of a page station; all LEDs that this "
+                               "process has not lit go out",
                                {{{"LED", "0 to 32"}, {"on|off", ""}}},
                                [&session, held, change = set](int number, bool on) {
                                    return (session.page_station().*change)(number, on, !*held);
                                })
-            .add_flag("--hold", *held, "Do not send it yet");
+            .add_flag("--hold", *held, "Do not send it yet, in a script");
     }
-    add_command(led, "send", "Sends the key LEDs that were held back", {},
+    add_command(led, "send", "Sends the key LEDs that were held back, in a script", {},
                 [&session] { return session.page_station().send_leds(); });
 }
 
@@ -160,8 +162,10 @@ void add_buttons(CLI::App& app, session_t& session) {
     };
     const auto watch = std::make_shared<watch_t>();
     auto& buttons = add_command(
-        app, "buttons", "Prints which of the front panel's buttons are pressed", {},
-        [&session, watch] { return read_buttons(session, watch->on, time_limit(watch->seconds)); });
+        app, "buttons",
+        "Prints which of the front panel's buttons are pressed; each process counts those that it finds "
+        "pressed as pressed anew",
+        {}, [&session, watch] { return read_buttons(session, watch->on, time_limit(watch->seconds)); });
     auto* const flag =
         buttons.add_flag("--watch", watch->on, "Go on, with a line for every change, until Ctrl-C");
     buttons.add_option("--for", watch->seconds, time_limit_help)->needs(flag);

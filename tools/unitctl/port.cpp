@@ -31,8 +31,6 @@ constexpr std::array data_bits{named_t<zel::data_bits_e>{"7", zel::data_bits_e::
 constexpr std::array parities{named_t<zel::parity_e>{"none", zel::parity_e::none},
                               named_t<zel::parity_e>{"odd", zel::parity_e::odd},
                               named_t<zel::parity_e>{"even", zel::parity_e::even}};
-constexpr std::array stop_bits{named_t<zel::stop_bits_e>{"1", zel::stop_bits_e::one},
-                               named_t<zel::stop_bits_e>{"2", zel::stop_bits_e::two}};
 constexpr std::array flows{named_t<zel::flow_control_e>{"none", zel::flow_control_e::none},
                            named_t<zel::flow_control_e>{"software", zel::flow_control_e::software},
                            named_t<zel::flow_control_e>{"hardware", zel::flow_control_e::hardware}};
@@ -77,7 +75,8 @@ void print_settings(const zel::serial_port& port) {
 }
 
 /// Gives the other end its time, then prints what has come.
-void receive(const zel::serial_port& port, double seconds) {
+/// @return whether anything has.
+bool receive(const zel::serial_port& port, double seconds) {
     double timeout_ms = seconds * 1000;
     static_cast<void>(port.wait(timeout_ms, true, false));
     std::array<std::uint8_t, 256> bytes{};
@@ -93,6 +92,7 @@ void receive(const zel::serial_port& port, double seconds) {
         std::printf("%s%02x", i == 0 ? "" : " ", bytes.at(i));
     }
     std::puts(count == 0 ? "nothing came" : "");
+    return count != 0;
 }
 
 void add_settings(CLI::App& group, session_t& session) {
@@ -107,13 +107,16 @@ void add_settings(CLI::App& group, session_t& session) {
         {{{"SPEED", "1200 to 230400 bit/s; the panel's is 115200"},
           {"DATA", "7 or 8 bits"},
           {"PARITY", "none, odd or even"},
-          {"STOP", "1 or 2 bits"},
+          {"STOP", "1; with two stop bits the driver stops the line"},
           {"FLOW", "none, software or hardware"}}},
         [&session](text_t speed, text_t data, text_t parity, text_t stop, text_t flow) {
+            if (stop != "1") {
+                throw refusal_t{"STOP is 1: with two stop bits the driver stops the line"};
+            }
             zel::serial_port port;
             open(session, port);
             port.configure(value_of(speeds, "SPEED", speed), value_of(data_bits, "DATA", data),
-                           value_of(parities, "PARITY", parity), value_of(stop_bits, "STOP", stop),
+                           value_of(parities, "PARITY", parity), zel::stop_bits_e::one,
                            value_of(flows, "FLOW", flow));
         });
     struct change_t {
@@ -132,12 +135,17 @@ void add_settings(CLI::App& group, session_t& session) {
             (port.*change)();
         });
     }
-    add_command<int>(group, "timeout", "Sets the time that a read waits for", {{{"MS", "In steps of 100"}}},
-                     [&session](int milliseconds) {
-                         zel::serial_port port;
-                         open(session, port);
-                         port.set_read_timeout(milliseconds);
-                     });
+    add_command<int>(
+        group, "timeout",
+        "Writes what the driver takes for a read time-out: control characters 6 and 8, no time-out on Linux",
+        {{{"MS", "0 to 25500, in steps of 100"}}}, [&session](int milliseconds) {
+            if (milliseconds < 0 || milliseconds > 25'500) {
+                throw refusal_t{"a time-out goes from 0 to 25500 ms"};
+            }
+            zel::serial_port port;
+            open(session, port);
+            port.set_read_timeout(milliseconds);
+        });
 }
 
 }  // namespace
@@ -154,27 +162,28 @@ void add_port_commands(CLI::App& app, session_t& session) {
             port.send_break(duration.value_or(0));
         });
     struct sending_t {
-        double answer_seconds = 0;
+        std::optional<double> answer_seconds;
     };
     const auto sending = std::make_shared<sending_t>();
-    add_command<std::vector<std::uint8_t>>(
+    auto& send = add_command<std::vector<std::uint8_t>>(
         group, "send", "Sends bytes",
         {{{"BYTE", "0 to 255; 0x95 asks a panel's module whether it is there"}}},
         [&session, sending](const std::vector<std::uint8_t>& bytes) {
+            static_cast<void>(time_limit(sending->answer_seconds));
             zel::serial_port port;
             open(session, port);
             port.write(bytes.data(), static_cast<std::ptrdiff_t>(bytes.size()));
-            if (sending->answer_seconds > 0) {
-                receive(port, sending->answer_seconds);
-            }
-        })
-        .add_option("--answer", sending->answer_seconds, "Seconds for the answer, which is printed");
+            return !sending->answer_seconds || receive(port, *sending->answer_seconds);
+        });
+    send.get_option("BYTE")->required();
+    send.add_option("--answer", sending->answer_seconds,
+                    "Seconds for the answer, 0.001 to 86400; it is printed. Status 1: there is none");
     add_command<std::optional<double>>(group, "receive", "Prints the bytes that come",
                                        {{{"SECONDS", "How long to wait for them (1)"}}},
                                        [&session](const std::optional<double>& seconds) {
                                            zel::serial_port port;
                                            open(session, port);
-                                           receive(port, seconds.value_or(1));
+                                           static_cast<void>(receive(port, seconds.value_or(1)));
                                        });
 }
 

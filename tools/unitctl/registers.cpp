@@ -120,8 +120,9 @@ void add_spi(CLI::App& reg, session_t& session) {
             controller.mode = settings->mode;
             transfer(session, text, controller, words);
         });
-    spi.add_option("--rate", settings->rate, "Bits per second (1000000)");
-    spi.add_option("--mode", settings->mode, "Clock polarity and phase, 0 to 3 (0)");
+    spi.add_option("--rate", settings->rate, "Bits per second (1000000)")->transform(decimal_unless_0x());
+    spi.add_option("--mode", settings->mode, "Clock polarity and phase, 0 to 3 (0)")
+        ->transform(decimal_unless_0x());
 }
 
 void list() {
@@ -135,7 +136,8 @@ void list() {
 
 void add_register_commands(CLI::App& app, session_t& session) {
     auto& reg = add_group(
-        app, "reg", "Raw registers, values as the FPGA counts their bits; asks no driver and no daemon");
+        app, "reg",
+        "Raw registers, values as the FPGA counts their bits; asks no driver and, but for spi, no daemon");
     constexpr operand_t where{"PLACE", "A name, an offset in the FPGA region, or \"shared\"; and +OFFSET"};
     const auto is_byte = std::make_shared<bool>(false);
     add_command<std::string, std::optional<std::uint32_t>>(

@@ -49,6 +49,7 @@ void add_serial_commands(CLI::App& app, session_t& session) {
         "serial", "The serial front panel: asks whether it is there, then shows something");
     auto& what = *serial.add_option_group("What to show");
     auto* const percent = what.add_option("PERCENT", options->percent, "0 to 999");
+    percent->transform(decimal_unless_0x());
     auto* const animation =
         what.add_option("--animate", options->animate,
                         "The running squares, for 0.001 to 86400 seconds; with PERCENT they give way to it");
