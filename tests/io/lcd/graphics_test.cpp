@@ -149,9 +149,13 @@ TEST(graphics, text_wraps_scrolls_and_is_aligned_line_by_line_within_its_viewpor
 
 TEST(frame_buffer, changes_as_much_as_a_scroll_moves) {
     io::frame_buffer_t frame;
-    frame.scroll_up({3, 4, 20, 300}, 5);
+    frame.clear();
+    frame.fill({3, 9, 22, 9}, 0xFFFF);
+    frame.mark_clean();
+    frame.scroll_up({4, 4, 21, 300}, 5);
     const auto& [left, top, right, bottom] = frame.dirty();
-    EXPECT_EQ((std::array{left, top, right, bottom}), (std::array{3, 4, 20, 63}));
+    EXPECT_EQ((std::array{left, top, right, bottom}), (std::array{4, 4, 21, 63}));
+    EXPECT_EQ(art(frame, {3, 4, 22, 4}), "\n.##################.");
 }
 
 TEST(graphics, a_start_resets_all_contexts_and_the_first_is_current) {

@@ -73,6 +73,8 @@ TEST(lcd_controller, a_flush_sends_the_words_of_the_dirty_rectangle_and_nothing_
     const auto fill_column = [&] { lcd.fill_rect(3, 1, 4, 1, io::graphics_t::ink); };
     EXPECT_EQ(unit.polls_when_stopped_after(0, fill_column), 100'001);
     EXPECT_EQ(fill(3, 1, 6, 1).substr(0, 15), "Cbc D02 D01 D01");
+    EXPECT_EQ(unit.polls_when_stopped_after(0, fill_column), 100'001);
+    EXPECT_NE(unit.sent_by([&] { lcd.end_update(); }), "") << "what was not sent is sent, held back or not";
 }
 
 TEST(lcd_controller, a_start_that_fails_ends_at_once_and_is_made_again) {
