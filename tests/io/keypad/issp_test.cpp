@@ -96,7 +96,7 @@ std::string heard(const std::vector<std::uint32_t>& words) {
         for (const auto& vector : io::issp::table) {
             std::string own;
             for (std::size_t i = 0; i < vector.length; ++i) {
-                own += (vector.bytes[i / 8] >> (7 - i % 8) & 1U) != 0 ? '1' : '0';
+                own += (unsigned{vector.bytes[i / 8]} >> (7 - i % 8) & 1U) != 0 ? '1' : '0';
             }
             if (own.size() > std::max<std::size_t>(length, 10) &&
                 bits.compare(position, own.size(), own) == 0) {
