@@ -34,7 +34,7 @@ class diary_server_t final : public zel::ipc_server_t {
     std::function<void(int, std::string_view)> reaction = [](int, std::string_view) {};
 
   private:
-    void on_connect(int) override { diary("+"); }
+    void on_connect(int) override { diary(client_count() > 0 ? "+" : "greeted before it was counted"); }
     void on_disconnect(int) override { diary(client_count() > 0 ? "-" : "gone before its farewell"); }
     void on_data(int fd, const char* bytes, std::size_t length) override {
         diary({bytes, length});
