@@ -120,11 +120,12 @@ std::uint32_t fan_and_lamp_block_t::read32(std::uint32_t offset) {
     if (offset != 12 && offset != 20) {
         return device_t::read32(offset);
     }
-    // Two pulses a revolution; half of the ticks between two of them, or bit 20 when they are too far apart.
+    // Two pulses a revolution; half of the ticks between two of them, and bit 20 when that was too many.
     constexpr std::uint32_t overflow = 1U << 20;
     const double rpm = state_.fan_rpm[offset == 12 ? 0 : 1];
     const double ticks = rpm > 0 ? clock_hz_ / (rpm / 60 * 2) : 1e12;
-    return ticks / 2 < overflow ? static_cast<std::uint32_t>(ticks / 2) : overflow;
+    const auto counted = static_cast<std::uint64_t>(ticks / 2);
+    return static_cast<std::uint32_t>(counted < overflow ? counted : counted % overflow | overflow);
 }
 
 void fan_and_lamp_block_t::write32(std::uint32_t offset, std::uint32_t value) {

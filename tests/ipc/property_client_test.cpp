@@ -214,6 +214,7 @@ TEST_F(property_client, a_monitor_follows_and_sets_one_property) {
     EXPECT_EQ(engine_.requests(),
               (std::vector<std::string>{"create /volume", "get /volume", "monitor /volume"}));
     EXPECT_TRUE(monitor.current_value() == "7" && monitor.set_value("8"));
+    EXPECT_EQ(monitor.current_value(), "8") << "before the engine confirms it";
     EXPECT_TRUE(sim::wait_until([&] { return engine_.get("/volume") == "8"; }));
     engine_.send_raw(encode({"changed", "/volume", "9"}) + encode({"changed", "/other", "x"}));
     EXPECT_EQ(monitor.current_value(), "9");

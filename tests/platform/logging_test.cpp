@@ -171,6 +171,7 @@ TEST(log_line, goes_to_the_threads_current_logger_if_there_is_one_and_nowhere_wi
     zel::set_logger_level("current", "debug");
     {
         const zel::current_logger_scope_t current{spdlog::get("current")};
+        { const zel::current_logger_scope_t inner{spdlog::get("own")}; }  // the outer one is back
         zel::scope_logger{"own", log_level_e::error} << "first " << 1;
         ZEL_TRACE_SCOPE(nullptr);
     }
