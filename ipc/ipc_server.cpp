@@ -123,6 +123,7 @@ void ipc_server_t::accept_client() {
         return;
     }
     clients_.push_back(fd);
+    timed_out_.erase(fd);  // a reused number starts clean
     on_connect(fd);
 }
 
