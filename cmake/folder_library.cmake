@@ -8,7 +8,7 @@
 # as a dependency: a wrong include direction does not compile.
 #
 # SINGLY keeps the library's files apart in a build that compiles several at once: a program on a desk that needs
-# one of them must not be given, with its neighbours, what only a unit has.
+# one of them must not be given, with its neighbours, what only a unit has. Where nothing is linked, it does nothing.
 function(fwstatus_folder folder)
   cmake_parse_arguments(arg "OBJECT;SINGLY" "NAME" "DEPENDS;LIBRARIES;SOURCES" ${ARGN})
   string(REPLACE "/" "_" flat ${folder})
@@ -28,7 +28,7 @@ function(fwstatus_folder folder)
     target_link_libraries(fwstatus_${arg_NAME} PUBLIC fwstatus_${other})
   endforeach()
   target_link_libraries(fwstatus_${arg_NAME} PRIVATE fwstatus_warnings fwstatus_hardening ${arg_LIBRARIES})
-  if(arg_SINGLY)
+  if(arg_SINGLY AND FWSTATUS_LINKED)
     set_target_properties(fwstatus_${arg_NAME} PROPERTIES UNITY_BUILD OFF)
   endif()
   if(NOT FWSTATUS_STATIC)

@@ -1,6 +1,7 @@
 #include "sim/board/control_block.h"
 #include "sim/board/front_panel_block.h"
 #include "sim/board/keypad_setup.h"
+#include "sim/programs/small_program.h"
 #include "sim/root/shared_state.h"
 #include "sim/root/unit_root.h"
 #include "sim/root/violations.h"
@@ -11,7 +12,6 @@
 #include "sim/show/text_lines.h"
 #include "sim/unit/scenario.h"
 
-#include <CLI/CLI.hpp>
 #include <poll.h>
 #include <unistd.h>
 
@@ -162,7 +162,7 @@ class display_t {
     std::chrono::steady_clock::time_point glass_told_;
 };
 
-void run(const sim::unit_definition_t& unit) {
+void show(const sim::unit_definition_t& unit) {
     display_t display{unit};
     std::string asked;
     for (;;) {
@@ -184,38 +184,22 @@ void run(const sim::unit_definition_t& unit) {
     }
 }
 
-const sim::unit_definition_t& unit_named(const std::string& name) {
-    const auto* const unit = sim::find_unit(name);
-    if (unit == nullptr || !(unit->has_front_panel || unit->has_page_station)) {
-        throw CLI::ValidationError{"no unit \"" + name + "\" with an LCD"};
+int run(const sim::small_program_t::words_t& words) {
+    const auto word = words.empty() ? "" : words.front();
+    if (word == "--keypad-firmware") {
+        std::fputs(sim::keypad_firmware_file().c_str(), stdout);
+        return 0;
     }
-    return *unit;
+    const auto* const unit = sim::find_unit(word);
+    if (unit == nullptr || !(unit->has_front_panel || unit->has_page_station)) {
+        throw sim::wrong_usage_t{"no unit \"" + word + "\" with an LCD"};
+    }
+    show(*unit);
+    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
-        CLI::App app{"", "lcd_display"};
-        std::string unit;
-        bool firmware = false;
-        app.add_flag("--keypad-firmware", firmware)->excludes(app.add_option("unit", unit));
-        app.parse(argc, argv);
-        if (firmware) {
-            std::fputs(sim::keypad_firmware_file().c_str(), stdout);
-        } else {
-            run(unit_named(unit));
-        }
-        return 0;
-    } catch (const CLI::ParseError& ending) {
-        const bool is_asked_for = ending.get_exit_code() == 0;
-        if (!is_asked_for) {
-            std::fprintf(stderr, "lcd_display: %s\n", ending.what());
-        }
-        std::fputs(help, is_asked_for ? stdout : stderr);
-        return is_asked_for ? 0 : 2;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "lcd_display: %s\n", error.what());
-        return 1;
-    }
+    return sim::run_program({"lcd_display", help, 1, run}, argc, argv);
 }

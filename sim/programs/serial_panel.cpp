@@ -1,7 +1,7 @@
 #include "sim/peers/serial_module.h"
+#include "sim/programs/small_program.h"
 #include "sim/show/seven_segment_picture.h"
 
-#include <CLI/CLI.hpp>
 #include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
@@ -9,7 +9,6 @@
 
 #include <array>
 #include <cstdio>
-#include <exception>
 #include <string>
 
 namespace {
@@ -117,17 +116,10 @@ void run() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
-        CLI::App app{"", "serial_panel"};
-        app.parse(argc, argv);
-        run();
-        return 0;
-    } catch (const CLI::ParseError& ending) {
-        const bool is_asked_for = ending.get_exit_code() == 0;
-        std::fputs(help, is_asked_for ? stdout : stderr);
-        return is_asked_for ? 0 : 2;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "serial_panel: %s\n", error.what());
-        return 1;
-    }
+    return sim::run_program({"serial_panel", help, 0,
+                             [](const auto& /*words*/) {
+                                 run();
+                                 return 0;
+                             }},
+                            argc, argv);
 }

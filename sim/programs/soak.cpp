@@ -1,12 +1,11 @@
+#include "sim/programs/small_program.h"
 #include "sim/root/violations.h"
 #include "sim/unit/scenario_player.h"
 #include "sim/unit/unit.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cstdio>
-#include <exception>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -130,31 +129,22 @@ class soak_t {
     int faults_ = 0;
 };
 
-}  // namespace
-
-static int run(int argc, char** argv) {
+int run(const sim::small_program_t::words_t& words) {
     double minutes = 10;
-    std::string scenario = "update";
-    CLI::App app{"", "soak"};
-    app.add_option("MINUTES", minutes)->check(CLI::PositiveNumber);
-    app.add_option("SCENARIO", scenario);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& ending) {
-        const bool is_asked_for = ending.get_exit_code() == 0;
-        std::fputs(help, is_asked_for ? stdout : stderr);
-        return is_asked_for ? 0 : 2;
+    if (!words.empty()) {
+        char* end = nullptr;
+        minutes = std::strtod(words.front().c_str(), &end);
+        if (*end != '\0' || !(minutes > 0)) {
+            throw sim::wrong_usage_t{"\"" + words.front() + "\" is no number of minutes"};
+        }
     }
-    soak_t soak{scenario};
+    soak_t soak{words.size() > 1 ? words.back() : "update"};
     soak.run(std::chrono::duration<double>{minutes * 60});
     return soak.report() == 0 ? 0 : 1;
 }
 
+}  // namespace
+
 int main(int argc, char** argv) {
-    try {
-        return run(argc, argv);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "soak: %s\n", error.what());
-        return 1;
-    }
+    return sim::run_program({"soak", help, 2, run}, argc, argv);
 }

@@ -1,8 +1,3 @@
-// Prints all that the drivers say to one display while it is brought up and an update runs: every access to
-// the FPGA, the frames of a serial panel, the picture in the end, the words left in the I/O shared region and
-// the status file. The drivers run in this process, so that nothing depends on time and two builds can be
-// compared.
-
 #include "daemon/display.h"
 #include "daemon/status_file.h"
 #include "io/serial/io_lx4s.h"
@@ -14,22 +9,28 @@
 #include "sim/board/front_panel_block.h"
 #include "sim/board/keypad_setup.h"
 #include "sim/peers/serial_module.h"
+#include "sim/programs/small_program.h"
 #include "sim/root/shared_state.h"
 #include "sim/root/violations.h"
 #include "sim/show/picture.h"
 #include "sim/show/seven_segment_picture.h"
 
-#include <CLI/CLI.hpp>
-
 #include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
-#include <exception>
 #include <iterator>
 #include <string>
 
 namespace {
+
+constexpr const char* help = R"(usage: transcript UNIT
+
+Prints all that the drivers say to the display of a unit, one of unit_sim --list-units, while it is brought up and
+an update runs: every access to the FPGA, the frames of a serial panel, the picture in the end, the words left in
+the I/O shared region and the status file. The drivers run in this process, so that nothing depends on time and two
+builds can be compared.
+)";
 
 struct moment_t {
     const char* state;
@@ -108,21 +109,10 @@ void transcribe_status_file(const sim::bench_unit_t& unit) {
     }
 }
 
-}  // namespace
-
-static int run(int argc, char** argv) {
-    std::string kind;
-    CLI::App app{"Prints all that the drivers say to one kind of unit", "transcript"};
-    app.add_option("UNIT", kind, "one of unit_sim --list-units")->required();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& ending) {
-        return app.exit(ending) == 0 ? 0 : 2;
-    }
-    const auto* const definition = sim::find_unit(kind);
+int run(const sim::small_program_t::words_t& words) {
+    const auto* const definition = words.empty() ? nullptr : sim::find_unit(words.front());
     if (definition == nullptr) {
-        std::fprintf(stderr, "transcript: no unit \"%s\"; unit_sim --list-units tells them\n", kind.c_str());
-        return 2;
+        throw sim::wrong_usage_t{words.empty() ? "which unit?" : "no unit \"" + words.front() + "\""};
     }
     zel::setup_logging("transcript", "stdout_color_sink_st");
     zel::set_logger_level("transcript", "off");  // its lines hold the time
@@ -140,11 +130,8 @@ static int run(int argc, char** argv) {
     return sim::violations().empty() ? 0 : 1;
 }
 
+}  // namespace
+
 int main(int argc, char** argv) {
-    try {
-        return run(argc, argv);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "transcript: %s\n", error.what());
-        return 1;
-    }
+    return sim::run_program({"transcript", help, 1, run}, argc, argv);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/unitctl/refusal.h"
+
 #include <CLI/CLI.hpp>
 
 #include <array>
@@ -7,7 +9,6 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -15,13 +16,6 @@
 #include <vector>
 
 namespace tools::unitctl {
-
-/// A command could not do what it was asked: exit status 1. Without a text when a driver has said why, if it
-/// knows.
-class refusal_t : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
 
 /// Prints what was read as printf does, and says whether it was read.
 [[gnu::format(printf, 2, 3)]] bool print_if(bool read, const char* format, ...);
@@ -53,18 +47,6 @@ template <typename value_t>
 inline constexpr bool holds_numbers<std::optional<value_t>> = std::is_integral_v<value_t>;
 template <typename value_t>
 inline constexpr bool holds_numbers<std::vector<value_t>> = std::is_integral_v<value_t>;
-
-/// Calls what a command does; throws `refusal_t` when that returns false.
-template <typename call_t>
-void require_done(const call_t& call) {
-    if constexpr (std::is_same_v<decltype(call()), bool>) {
-        if (!call()) {
-            throw refusal_t{""};
-        }
-    } else {
-        call();
-    }
-}
 
 /// Adds a command with its operands to a group of commands.
 ///

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/unitctl/command.h"
 #include "tools/unitctl/session.h"
 
 /// The commands of unitctl, a file for each family: they parse their words, call one operation of a driver

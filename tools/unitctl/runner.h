@@ -6,6 +6,10 @@
 #include <string>
 #include <vector>
 
+namespace CLI {  // NOLINT(readability-identifier-naming): as the library has it
+class App;
+}
+
 namespace tools::unitctl {
 
 /// Runs command lines on a unit: one that a person typed, or a script of them in one process.

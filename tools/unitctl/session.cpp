@@ -7,6 +7,7 @@
 #include "platform/identity.h"
 #include "tools/unitctl/bus_trace.h"
 #include "tools/unitctl/daemon_search.h"
+#include "tools/unitctl/refusal.h"
 #include "tools/unitctl/signals.h"
 
 #include <algorithm>

@@ -5,7 +5,6 @@
 #include "io/page_station/page_station.h"
 #include "io/platform_tables.h"
 #include "io/serial/io_lx4s.h"
-#include "tools/unitctl/command.h"
 
 #include <chrono>
 #include <functional>
