@@ -36,6 +36,7 @@ TEST(daemon, detaches_into_a_session_of_its_own) {
     EXPECT_EQ(link(*unit, "fd/0"), "/dev/null");
     EXPECT_EQ(link(*unit, "fd/1"), unit->root().file("/sim/console"));
     EXPECT_EQ(link(*unit, "fd/1"), link(*unit, "fd/2"));
+    EXPECT_NE(link(*unit, "fd/3"), "/dev/null") << "what standard input was made of is closed";
 }
 
 TEST(daemon, started_without_descriptors_prints_into_nothing_it_opened) {

@@ -131,6 +131,7 @@ class front_panel_screen : public testing::Test {
 };
 
 TEST_F(front_panel_screen, a_long_status_wraps_at_a_space_and_the_bar_overwrites_what_ran_over) {
+    panel_.draw_text_row(0, "two\nlines, centred by the wider", true);
     panel_.draw_text_row(1, "Verifying the image of the second bank before switching", false);
     panel_.draw_text_row(3, "centred", true);
     EXPECT_EQ(unit_.text_picture(), golden_text("long_status.txt", unit_.text_picture()));

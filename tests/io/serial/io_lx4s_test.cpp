@@ -51,7 +51,7 @@ struct serial_panel : testing::Test {
     const tests::checked_unit_t unit{"serial-panel"};
     const io::system_t hardware;
     std::optional<sim::serial_module_t> module;
-    io::io_lx4s_t panel{5ms};
+    io::io_lx4s_t panel{15ms};
 };
 
 TEST_F(serial_panel, only_a_module_that_answers_as_one_is_taken_and_blanked) {
