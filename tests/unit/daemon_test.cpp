@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 // Cases of the whole daemon on units without a display: what it publishes and how it detaches.
@@ -36,7 +38,11 @@ TEST(daemon, detaches_into_a_session_of_its_own) {
     EXPECT_EQ(link(*unit, "fd/0"), "/dev/null");
     EXPECT_EQ(link(*unit, "fd/1"), unit->root().file("/sim/console"));
     EXPECT_EQ(link(*unit, "fd/1"), link(*unit, "fd/2"));
-    EXPECT_NE(link(*unit, "fd/3"), "/dev/null") << "what standard input was made of is closed";
+    std::error_code gone;  // the status file comes and goes
+    const auto nulls =
+        std::count_if(fs::directory_iterator{"/proc/" + std::to_string(pid) + "/fd"}, {},
+                      [&](const auto& one) { return fs::read_symlink(one, gone) == "/dev/null"; });
+    EXPECT_TRUE(nulls == 1 || !sim::emulator_command().empty()) << nulls << ", not standard input alone";
 }
 
 TEST(daemon, started_without_descriptors_prints_into_nothing_it_opened) {
