@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -7,8 +8,8 @@
 
 namespace sim {
 
-/// A program whose command line is no more than a few words in their order; it asks for nothing but --help
-/// itself.
+/// A program whose command line is a few words in their order. What such a word means is the program's
+/// business; only -h and --help are not.
 struct small_program_t {
     using words_t = std::vector<std::string>;
 
@@ -23,9 +24,8 @@ struct wrong_usage_t : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// @return the exit status: of run; 0 when the help was asked for, 2 with the help on standard error for
-/// wrong
-///         usage, 1 when run threw anything else, which is told there
+/// @return the exit status: that of `run`; 0 when the help was asked for; 2 for wrong usage and 1 when `run`
+///         threw anything else, both told on standard error
 int run_program(const small_program_t& program, int argc, char** argv);
 
 }  // namespace sim
