@@ -114,7 +114,7 @@ void front_panel_wires_t::latch_leds(const spi_bits_t& sent) {
 }
 
 void front_panel_wires_t::hold_lcd_in_reset(bool held) {
-    constexpr std::int64_t shortest_pulse_us = 10;
+    constexpr std::int64_t shortest_pulse_us = 1000;
     if (held && !state_.lcd_in_reset) {
         glass_.reset();
         state_.lcd_reset_since_us = now_us();

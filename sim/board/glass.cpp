@@ -202,7 +202,7 @@ void glass_t::run_extended() {
 // Full power at once would pull the supply down: the booster has to run first, and to have settled.
 void glass_t::switch_power(std::uint8_t wanted) {
     constexpr std::uint8_t booster = 0x08;
-    constexpr std::int64_t settling_us = 1000;
+    constexpr std::int64_t settling_us = 2000;
     if ((wanted & ~booster) != 0 && (state_.power & booster) == 0) {
         fault("power without the booster running before", wanted);
     } else if ((wanted & ~booster) != 0 && now_us() - state_.booster_since_us < settling_us) {

@@ -69,7 +69,7 @@ struct keypad_face_state_t {
 
 /// Everything that can be set and watched on a page station from outside, but its screen.
 struct page_station_state_t {
-    std::uint32_t revision = 5;  ///< 0..31
+    std::uint32_t revision = 21;  ///< 0..31
     std::uint32_t inputs = 0;
     bool general_inputs[2] = {};  ///< control register bits 3 and 4
 

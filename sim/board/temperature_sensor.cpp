@@ -15,7 +15,7 @@ spi_bits_t temperature_sensor_t::exchange(const spi_bits_t& sent, std::uint32_t 
     if (state_.fitted && sent.size() == 16) {
         const auto steps = static_cast<std::int32_t>(std::lround(state_.celsius * 32));
         answer.set_number(0, 14, static_cast<std::uint32_t>(steps));
-        answer.set_number(14, 2, 0b11);
+        answer.set_number(14, 2, state_.status_bits);
     }
     return answer;
 }

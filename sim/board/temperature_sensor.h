@@ -10,6 +10,7 @@ class temperature_sensor_t : public spi_peer_t {
   public:
     struct state_t {
         double celsius = 25;
+        std::uint32_t status_bits = 0b11;
         bool fitted = true;  ///< without the sensor nothing drives the line: all bits read 0
     };
 

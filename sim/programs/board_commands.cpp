@@ -88,6 +88,9 @@ void add_surroundings(CLI::App& board) {
                                      throw refusal_t{"\"" + celsius + "\" is no temperature"};
                                  }
                              });
+    add_command<std::uint32_t>(
+        board, "sensor-bits", "The two bits behind its reading, both set in a healthy one",
+        {{{"BITS", "0 to 3"}}}, [](std::uint32_t bits) { controller().sensor.status_bits = bits; });
     add_command<unsigned, double>(board, "fan", "How fast a fan turns", {{{"FAN", "0 or 1"}, {"RPM", ""}}},
                                   [](unsigned fan, double rpm) {
                                       if (fan > 1) {

@@ -1,4 +1,7 @@
 #include "daemon/daemonize.h"
+#include "daemon/failsafe.h"
+#include "platform/logging.h"
+#include "sim/root/log_file.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -69,6 +72,14 @@ TEST(daemonize, that_cannot_detach_throws_116_on_whichever_side_it_is) {
     EXPECT_EQ(outcome_without("setsid"), 116);
     EXPECT_EQ(outcome_without("chdir"), 116);
     EXPECT_EQ(outcome_without("fork"), 116);
+}
+
+TEST(failsafe, without_a_child_gives_up_with_the_reason) {
+    zel::register_logger("eng_daemon");
+    const sim::log_capture_t log;
+    failing_call = "fork";
+    EXPECT_EQ(zel::failsafe(zel::failsafe_mode::always, nullptr), 1);
+    EXPECT_TRUE(log.has("[eng_daemon] [error] failsafe() -- fork() failed, errno=1, will not restart\n"));
 }
 
 TEST(daemonize, leads_a_session_in_the_root_with_errors_and_output_together_and_nothing_to_read) {

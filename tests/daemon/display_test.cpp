@@ -70,6 +70,7 @@ TEST(display, is_the_page_stations_lcd_where_there_is_no_panel) {
     sim::set_up_keypad(unit.root, sim::keypad_setup_e::up_to_date);
     const auto mode = probe_display();
     ASSERT_EQ(mode, display_mode_e::page_station);
+    EXPECT_EQ(sim::shared_state<sim::page_station_state_t>("page_station").backlight, 127);
     show_status(mode, "Writing Firmware", 63, "is not shown");
     expect_picture(desk_glass(), "page-station");
     show_status(mode, "Writing gjpqy, a name too long for one row", 63, "is not shown");

@@ -3,6 +3,7 @@
 #include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
+#include <cmath>
 #include <filesystem>
 #include <string>
 
@@ -23,6 +24,7 @@ TEST(control, what_each_board_has_is_as_approved) {
         std::uint32_t rpm = 99;
         listing.tell("fan 2", [&] { return driver.get_fan_speed(2, rpm); });
         listing.tell("fan 0", [&] { return driver.get_fan_speed(0, rpm); });
+        listing.tell("fan drive without a temperature", [&] { return driver.set_fan_drive(NAN); });
         listing.tell("fan drive", [&] { return driver.set_fan_drive(90); });
         listing.tell("lamp", [&] { return driver.set_lamp_brightness(0, 50); });
         float celsius = 77;
@@ -60,6 +62,9 @@ TEST(control, an_amplifier_gives_its_processor_line_back_before_it_exports_it) {
     EXPECT_TRUE(amplifier.log.has("driver_lib::io_control_t -- could not open gpio export file"));
     root.write_file("/sys/class/gpio/export", "");
     EXPECT_TRUE(driver.initialise(false) && root.read_file("/sys/class/gpio/export") == "113");
+    root.remove_file("/sys/class/gpio/unexport");
+    EXPECT_FALSE(driver.initialise(false));
+    EXPECT_TRUE(amplifier.log.has("driver_lib::io_control_t -- could not open gpio unexport file"));
 }
 
 }  // namespace

@@ -129,6 +129,8 @@ TEST(system, holds_the_registers_of_the_first_generation_mapped) {
 
 TEST(system, the_last_of_several_objects_closes_the_device) {
     const tests::checked_unit_t unit{"card-frame"};
+    const int lowest_free = ::dup(STDIN_FILENO);
+    ::close(lowest_free);
     auto first = std::make_unique<system_t>();
     auto second = std::make_unique<system_t>();
     EXPECT_EQ(unit.log.count("system_t::system_t() called!"), 2);
@@ -142,6 +144,7 @@ TEST(system, the_last_of_several_objects_closes_the_device) {
     second.reset();
     EXPECT_TRUE(system_t::fpga_base() == nullptr && system_t::shared_area_c() == nullptr);
     EXPECT_EQ(mapping_of("/dev/io"), "");
+    EXPECT_EQ(::dup(STDIN_FILENO), lowest_free) << "its descriptor is given back";
     EXPECT_TRUE(unit.log.has("unmapped IO FPGA region\n") && unit.log.has("closed IO driver\n"));
     EXPECT_TRUE(unit.log.has("unmapped DMA buffer and IO shared data region\n"));
 }

@@ -130,11 +130,12 @@ TEST(graphics, text_wraps_scrolls_and_is_aligned_line_by_line_within_its_viewpor
     // Modes by their bits: 0x01 inverse, 0x02 no wrap, 0x04 to 0x0C left, right, centre, 0x10 to 0x30 top,
     // bottom, middle, 0x40 no wrap at the bottom.
     const std::pair<std::string_view, std::uint32_t> texts[] = {
-        {"aa a", 0},         {"aaal", 0},      {"aa\rl", 0},     {"aaa al", 0},
+        {"aa a", 0},         {"aaal", 0},      {"aa\rl", 0},      {"aaa al", 0},
         {"aaa aaa l", 0},    {"a\nl\na", 0},  // a line end on the last line scrolls nothing
-        {"aaa aaa l", 0x40}, {"aa a", 0x02},   {"aall", 0x08},   {"al", 0x0C},
-        {"aaa \tal", 0x08},  {"a\n  l", 0x0C}, {"l", 0x20},      {"l", 0x30},
-        {"l", 0x10},         {"aa al", 0x04},  {"l\xC3\xA9l", 0}};
+        {"aaa aaa l", 0x40}, {"aa a", 0x02},   {"aall", 0x08},    {"al", 0x0C},
+        {"aaa \tal", 0x08},  {"a\n  l", 0x0C}, {"l", 0x20},       {"l", 0x30},
+        {"l", 0x10},         {"aa al", 0x04},  {"l\xC3\xA9l", 0}, {"aa al", 0x01},
+        {"a\nl", 0x20},      {"a\nl", 0x30},   {"aa aal", 0x0A},  {"l\ra", 0x08}};
     for (const auto& [text, mode] : texts) {
         sheet.next_cell();
         sheet.draw(text, mode);
@@ -179,6 +180,8 @@ TEST(graphics, a_start_resets_all_contexts_and_the_first_is_current) {
     }
     EXPECT_EQ(art(lcd.frame(), {0, 58, 0, 63}), "\n#\n#\n#\n#\n#\n#")
         << "and to the last line, in a whole viewport";
+    lcd.mark_initialised();
+    EXPECT_EQ(art(lcd.frame(), {0, 0, 1, 0}), "\n..") << "what the glass holds is not known";
 }
 
 TEST(graphics, an_update_is_held_once_and_every_call_says_whether_it_was_free) {

@@ -7,6 +7,7 @@
 #include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <string>
@@ -40,9 +41,14 @@ TEST_F(page_station, a_keypad_held_in_reset_neither_answers_nor_has_events) {
     std::uint32_t key = 99;
     bool pressed = false;
     EXPECT_TRUE(station_.read_key(key, pressed) && key == 99U && !pressed) << "left as it was";
+    io::keypad_lines().sclk_drive_on();
     sim::fpga()->record(true);
     tests::console_of([this] { EXPECT_TRUE(station_.init(true)); });
     const auto& accesses = sim::fpga()->recorded();
+    for (const std::size_t block : {0U, 1U, 3U}) {  // control, status, keypad lines
+        const auto& [kind, offset, value] = accesses[std::min<std::size_t>(block, 2)];
+        EXPECT_TRUE(offset == 0x200000 + block * 0x100 && value == 0) << "first of all";
+    }
     EXPECT_EQ(accesses[accesses.size() - 2].value & 1U, 0U)
         << "the lines are off the pins before SDATA is let go of";
     EXPECT_TRUE(station_.read_key(key, pressed) && key == 1U && pressed);

@@ -7,6 +7,7 @@
 #include "tests/golden.h"
 #include "tests/io/driver_test.h"
 
+#include <dlfcn.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -15,14 +16,31 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace {
 
 using namespace std::chrono_literals;
+
+std::vector<std::pair<int, termios>> asked_of_the_line;
+
+}  // namespace
+
+// Stands before the C library's: a pseudo-terminal makes eight bits without parity of whatever it is asked
+// for.
+extern "C" int tcsetattr(int fd, int when, const termios* wanted) noexcept {
+    asked_of_the_line.emplace_back(when, *wanted);
+    return reinterpret_cast<decltype(&tcsetattr)>(::dlsym(RTLD_NEXT, "tcsetattr"))(fd, when, wanted);
+}
+
+namespace {
+
+constexpr std::array<std::uint8_t, 4> off_line{0x3F, 0x71, 0x71, 0x38};
 
 // A unit whose platform is settled, with nothing on its serial port until a module is connected.
 struct serial_panel : testing::Test {
@@ -77,6 +95,12 @@ TEST_F(serial_panel, only_a_module_that_answers_as_one_is_taken_and_blanked) {
     EXPECT_TRUE(panel.init(true) && panel.is_present());
     EXPECT_TRUE(last_said("io::io_lx4s: LX4s driver initialized"));
     EXPECT_EQ(wait_for_frame(0), sim::serial_display_t{});
+    for (const auto& [when, wanted] : asked_of_the_line) {
+        EXPECT_EQ(when, TCSANOW) << "what waits to be sent is neither waited for nor lost";
+        EXPECT_EQ(wanted.c_cflag & (CSIZE | PARENB | CSTOPB | CRTSCTS), tcflag_t{CS8});
+    }
+    EXPECT_TRUE(std::make_unique<io::io_lx4s_t>(15ms)->init(true));
+    EXPECT_EQ(wait_for_frame(2).digits, off_line) << "its end is shown";
 }
 
 TEST(serial_panel_guard, nothing_is_sent_on_another_platform_or_by_half_a_bring_up) {
@@ -129,8 +153,7 @@ TEST_F(serial_panel, numbers_are_drawn_at_once_squares_by_the_worker_in_whole_pa
 
     const auto before = module->history().size();
     EXPECT_TRUE(panel.init(true));
-    EXPECT_EQ(wait_for_frame(before).digits, (std::array<std::uint8_t, 4>{0x3F, 0x71, 0x71, 0x38}))
-        << "OFFL again";
+    EXPECT_EQ(wait_for_frame(before).digits, off_line) << "again";
     EXPECT_TRUE(panel.close() && panel.close()) << "a closed line is no reason to complain";
     EXPECT_THROW(panel.clear(), zel::serial_port_exception);
     EXPECT_TRUE(panel.init(true));
@@ -140,6 +163,7 @@ TEST_F(serial_panel, numbers_are_drawn_at_once_squares_by_the_worker_in_whole_pa
 
 TEST_F(serial_panel, a_newer_value_replaces_the_one_that_the_worker_shows) {
     bring_up();
+    const auto begun = std::chrono::steady_clock::now();
     panel.start();
     panel.set_progress(42);
     constexpr std::size_t first_number = 1 + 1 + 16 + 1;  // after init, start, a pass and a blank
@@ -148,6 +172,7 @@ TEST_F(serial_panel, a_newer_value_replaces_the_one_that_the_worker_shows) {
     const auto newer = wait_for_frame(first_number + 15);
     EXPECT_TRUE(older.mode == 4 && newer.mode == 4 && newer != older);
     EXPECT_EQ(wait_for_frame(first_number + 16), sim::serial_display_t{});
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, 30 * 15ms) << "a pass and the number, in 32 periods";
     EXPECT_NE(wait_for_frame(first_number + 36).mode, 4) << "it has no turn of its own after the next pass";
 }
 
