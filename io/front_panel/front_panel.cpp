@@ -1,5 +1,6 @@
 #include "io/front_panel/front_panel.h"
 
+#include "io/driver_log.h"
 #include "io/front_panel/front_panel_regs.h"
 #include "io/lcd/fonts.h"
 #include "io/lcd/graphics.h"
@@ -9,8 +10,6 @@
 #include "io/refusal.h"
 #include "platform/console.h"
 #include "platform/identity.h"
-#include "platform/log.h"
-#include "platform/logger_names.h"
 
 #include <algorithm>
 #include <array>
@@ -96,7 +95,7 @@ bool front_panel_t::read_revision(int& revision) {
         return false;
     }
     if (regs::buttons.get(status) == 0) {
-        zel::scope_logger{zel::loggers::io, zel::log_level_e::error} << "Front panel not found";
+        error() << "Front panel not found";
         return false;
     }
     int read = -1;
