@@ -140,7 +140,7 @@ def draw(fonts: dict[str, bdf.Font]) -> Canvas:
     sheet.heading("Title 8 x 13")
     sheet.grid("title", 14)
     sheet.lines("title", [
-        "HOME  ABOUT  CLEAR SETTINGS",
+        "CARD SLOT  CARD SLOTS  A: B:",
         "Sphinx of black quartz, judge",
         "0123456789  1lI 0O 5S 8B 2Z",
     ])
@@ -149,7 +149,7 @@ def draw(fonts: dict[str, bdf.Font]) -> Canvas:
     title = "----- UPDATING FIRMWARE -----"
     sheet.panel([title, "Initializing", "", "Checking the image"], percent=0)
     sheet.panel([title, "Writing Firmware", "", "Block 6 of 9"], percent=64)
-    sheet.panel([title, "Finished. Rebooting...", "", "Block 9 of 9"], percent=100)
+    sheet.panel([title, "Finished. Rebooting...", "", ""], percent=100)
     sheet.panel(["\t" * 9 + " CARD SLOTS ", "A: Input gallery", "B: Output gypsum", "C: Telephone jpqy", "D: Bridge"],
                 font="title", rule=True)
     sheet.panel(["\t" * 11 + "CONTROL", "IP ADDR: 192.168.100.57", "NETMASK: 255.255.255.0", "GATEWAY: 192.168.100.1"],

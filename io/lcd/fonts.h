@@ -8,9 +8,9 @@ namespace io {
 /// few signs stand in 1..8, the other control characters are blank.
 extern const font_t default_font;
 
-/// 8 x 13, fixed pitch, characters 32..127: titles over a rule, and the slot names below them. The lowest row
-/// of every symbol is blank, because the fourth name stands one line higher than its row: the screen ends
-/// there.
+/// 8 x 13, fixed pitch, characters 32..127: the screen of the card slots, its title over a rule and the
+/// slot names below. The lowest row of every symbol is blank, because the fourth name stands one line higher
+/// than its row: the screen ends there.
 extern const font_t title_font;
 
 /// 8 x 16, proportional, characters 32..127: everything that is read. The lowest row of every symbol is
