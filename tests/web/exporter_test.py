@@ -155,8 +155,65 @@ class exporter_test(unittest.TestCase):
                     self.assertIn(cases[name][1], text)
                     self.assertLess(duration, 3)
         self.assertIn('probes_total{result="down"} %d\n' % len(cases), fetch(exporter.url + "/metrics")[2].decode())
-        self.assertLess(int(re.search(r"VmHWM:\s*(\d+) kB", pathlib.Path(
-            f"/proc/{exporter.process.child.pid}/status").read_text()).group(1)), 60000)
+        self.assertLess(peak_memory(exporter), 60000)
+
+    def test_bad_clients_are_sent_away_and_disturb_nobody(self):
+        exporter = exporter_t("--concurrency", "1")
+        address = exporter.url.removeprefix("http://").split(":")
+
+        def connect():
+            return socket.create_connection(address, 10)
+
+        def send_without_end(first, piece):
+            """How much of it was taken."""
+            with connect() as client:
+                client.sendall(first)
+                for taken in range(1000):
+                    try:
+                        client.sendall(piece)
+                    except OSError:
+                        return taken
+            return 1000
+
+        def drip():
+            """The answer, and when it came."""
+            begin = time.monotonic()
+            with connect() as client:
+                for byte in b"GET /metrics HTTP/1.1\r\nX: " + b"a" * 1000:
+                    client.sendall(bytes([byte]))
+                    client.settimeout(0.1)
+                    try:
+                        return client.recv(100), time.monotonic() - begin
+                    except TimeoutError:
+                        pass
+
+        with concurrent.futures.ThreadPoolExecutor(25) as pool:
+            running = [pool.submit(drip) for _ in range(20)]
+            floods = [pool.submit(send_without_end, first, b"a" * 100_000) for first in (b"GET /", b"GET / HTTP/1.1\r\nX: ")]
+            time.sleep(0.5)
+            for _ in range(5):
+                begin = time.monotonic()
+                self.assertEqual(fetch(exporter.url + "/metrics")[0], 200)
+                self.assertLess(time.monotonic() - begin, 1)
+            for answer, duration in (one.result() for one in running):
+                self.assertEqual(answer.split(b"\r\n")[0], b"HTTP/1.1 408 Request Timeout")
+                self.assertLess(duration, 4)
+            self.assertLess(max(flood.result() for flood in floods), 200)  # what sockets take by themselves
+        too_many = [connect() for _ in range(300)]
+        self.assertEqual(fetch(exporter.url + "/metrics")[0], 200)
+        statuses = [client.recv(12)[9:] for client in too_many]
+        for client in too_many:
+            client.close()
+        self.assertEqual((statuses[:44], set(statuses[45:])), ([b"503"] * 44, {b"408"}))
+        with connect() as client:  # a request in pieces, and more behind it
+            for piece in (b"GET / HT", b"TP/1.1\r\nHost: x\r\n\r", b"\nGET /metrics HTTP/1.1\r\n\r\n"):
+                client.sendall(piece)
+                time.sleep(0.1)
+            self.assertRegex(client.makefile().read(), "(?s)^HTTP/1.1 200 OK.*the exporter.\n$")
+        with connect() as client:
+            client.sendall(b"GET /" + b"a" * 5000 + b" HTTP/1.1\r\nX: " + b"a" * (8192 - 5000 - 19))
+            self.assertEqual(client.recv(12)[9:], b"431")
+        self.assertLess(peak_memory(exporter), 60000)
 
     def test_a_useless_answer_is_asked_again(self):
         useless = ["", "<status><sta", xml.format("", 1, "")]
@@ -287,6 +344,12 @@ class exporter_test(unittest.TestCase):
                 ("--listen 192.0.2.1:0", 1, name + "cannot listen on 192.0.2.1:0")):
             result = run(*options.split())
             self.assertEqual((result.stdout + result.stderr, result.returncode), (text + "\n", status), options)
+
+
+def peak_memory(exporter):
+    """In kB."""
+    status = pathlib.Path(f"/proc/{exporter.process.child.pid}/status").read_text()
+    return int(re.search(r"VmHWM:\s*(\d+) kB", status).group(1))
 
 
 def socket_count(pid, port):

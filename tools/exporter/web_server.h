@@ -10,7 +10,9 @@ namespace exporter {
 /// The exporter's web server: /probe?target=HOST and /metrics.
 class web_server_t {
   public:
-    /// @param most_at_once  requests served at the same time; further connections wait in the kernel's queue.
+    /// What a client may take until its request has come is bounded, see `entrance_t`.
+    /// @param most_at_once  requests answered at the same time. Twice as many are taken in; further clients
+    ///                      wait in the kernel's queue.
     web_server_t(exporter_t& exporter, std::size_t most_at_once);
     ~web_server_t();
     web_server_t(const web_server_t&) = delete;
