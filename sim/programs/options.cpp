@@ -1,5 +1,7 @@
 #include "sim/programs/options.h"
 
+#include "platform/version.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -130,6 +132,7 @@ std::variant<options_t, int> read_options(int argc, char** argv) {
     std::string scenario = "update";
     CLI::App app{description, "unit_sim"};
     app.set_help_flag("-h,--help", "this text");
+    app.set_version_flag("--version", std::string{zel::version_text()})->description("the version, and end");
     app.option_defaults()->take_last();
     app.footer(exit_statuses);
     add_what_to_play(app, options, scenario);

@@ -1,5 +1,7 @@
 #include "sim/programs/small_program.h"
 
+#include "platform/version.h"
+
 #include <algorithm>
 #include <cstdio>
 
@@ -8,8 +10,15 @@ namespace sim {
 int run_program(const small_program_t& program, int argc, char** argv) {
     try {
         const small_program_t::words_t words{argv + 1, argv + argc};
-        if (std::ranges::any_of(words, [](const auto& word) { return word == "-h" || word == "--help"; })) {
+        const auto asks_for = [&](const char* option) {
+            return std::ranges::find(words, option) != words.end();
+        };
+        if (asks_for("-h") || asks_for("--help")) {
             std::fputs(program.help, stdout);
+            return 0;
+        }
+        if (asks_for("--version")) {
+            std::puts(zel::version_text().data());
             return 0;
         }
         if (words.size() > program.most_words) {

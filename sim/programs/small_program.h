@@ -9,7 +9,7 @@
 namespace sim {
 
 /// A program whose command line is a few words in their order. What such a word means is the program's
-/// business; only -h and --help are not.
+/// business; only -h, --help and --version are not.
 struct small_program_t {
     using words_t = std::vector<std::string>;
 
@@ -24,7 +24,8 @@ struct wrong_usage_t : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// @return the exit status: that of `run`; 0 when the help was asked for; 2 for wrong usage and 1 when `run`
+/// @return the exit status: that of `run`; 0 when help or version was asked for; 2 for wrong usage and 1 when
+/// `run`
 ///         threw anything else, both told on standard error
 int run_program(const small_program_t& program, int argc, char** argv);
 

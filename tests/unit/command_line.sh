@@ -1,7 +1,8 @@
 #!/bin/bash
 # usage: command_line.sh UNIT_SIM ...
 #
-# What unit_sim makes of wrong usage, and of a scenario as another system writes it.
+# What unit_sim makes of wrong usage, and of a scenario as another system writes it; which version it and what it
+# starts are.
 set -u
 unit_sim=("$@")
 scenario=$(mktemp)
@@ -34,4 +35,13 @@ printf '0 press one\n0.5 end\n' >"$scenario"
 expect 2 ':1: "one" is no button' --scenario "$scenario"
 expect 0 'fault             engine-floods, from 0.' --plain --scenario quick --speed 2 --fault engine-floods
 FWSTATUS_UNITS=/proc expect 1 '/proc is full' --plain
+
+expect 0 'fwstatus ' --version
+build=$(dirname "${unit_sim[-1]}")/../..
+for program in "${unit_sim[-1]}" "$build/sim/programs/soak" "$build/sim/unit/fwstatus-sim"; do
+    if ! grep -aqF '@(#)fwstatus ' "$program"; then
+        echo "$program does not carry its version"
+        failed=1
+    fi
+done
 exit $failed
