@@ -212,7 +212,7 @@ bool control_t::read_sensor(float& celsius) {
     const auto reading = static_cast<std::int16_t>(spi_.receive[0]);
     constexpr std::uint16_t always_set = 3;
     if ((spi_.receive[0] & always_set) != always_set) {
-        return platform_id() == 7;
+        return platform_id() == boards::platform_with_optional_sensor;
     }
     celsius = static_cast<float>(reading >> 2) * 0.03125F;
     mmio::write32(shared_area_c() + regs::shared_temperature, std::bit_cast<std::uint32_t>(celsius));

@@ -117,6 +117,9 @@ inline constexpr std::array<std::uint32_t, 2> models_without_front_panel{66, 67}
 /// Its front panel is sent no image of the LEDs.
 inline constexpr platform_id_t platform_without_led_image = 7;
 
+/// Its front panel's screens know one card slot instead of four.
+inline constexpr std::array<platform_id_t, 2> with_one_card_slot{1, 5};
+
 /// The paging desk, alone in having its LCD, keypad and lines in a page-station block.
 inline constexpr platform_id_t page_station_platform = 4;
 
@@ -128,6 +131,8 @@ inline constexpr std::array<platform_id_t, 2> with_gpio_line{12, 17};
 inline constexpr std::array<platform_id_t, 2> with_input_level{4, 9};
 
 inline constexpr std::array<platform_id_t, 7> with_temperature_sensor{2, 4, 6, 7, 8, 9, 13};
+/// Of them the one that may be fitted without: no answer from the sensor is no failure there.
+inline constexpr platform_id_t platform_with_optional_sensor = 7;
 inline constexpr std::array<platform_id_t, 2> with_processor_temperature{12, 14};
 
 /// Two fans: driven by temperature, at full speed, or at a speed of the mixer's own.

@@ -5,6 +5,7 @@
 #include "io/lcd/held_update.h"
 #include "io/lcd/status_rows.h"
 #include "io/lcd/text_layout.h"
+#include "io/platform_tables.h"
 #include "io/system.h"
 
 #include <algorithm>
@@ -65,8 +66,8 @@ bool title_screen(const font_t& font, int column, std::string_view title) {
 }
 
 bool has_one_slot() {
-    const auto platform = system_t::platform_id();
-    return platform == 1 || platform == 5;
+    const auto& platforms = platform_tables::with_one_card_slot;
+    return std::ranges::find(platforms, system_t::platform_id()) != platforms.end();
 }
 
 }  // namespace
