@@ -100,6 +100,37 @@ void add_hand_on_a_unit(CLI::App& app, options_t& options) {
     app.add_option("--release", options.release, std::string{"release it"} + where)->type_name("NUMBER");
 }
 
+/// One of the things that the program does, and the options that this heeds.
+struct service_t {
+    std::string option;  ///< empty: what it does without any of these
+    std::vector<std::string> heeds;
+};
+
+void refuse_what_would_do_nothing(const CLI::App& app) {
+    const service_t services[] = {
+        {"--press", {}},
+        {"--release", {}},
+        {"--web", {"--unit", "--fault", "--plain", "--flash-rate", "--mirror", "--mirror-columns"}},
+        {"--serve", {"--unit", "--scenario", "--speed", "--plain"}},
+        {"", {"--unit", "--scenario", "--fault", "--speed", "--pictures", "--plain", "--log", "--keep"}},
+    };
+    std::vector<std::string> given;
+    for (const auto* const option : app.get_options()) {
+        if (option->count() > 0) {
+            given.push_back(option->get_name());
+        }
+    }
+    const auto& service = *std::ranges::find_if(services, [&](const service_t& each) {
+        return each.option.empty() || std::ranges::find(given, each.option) != given.end();
+    });
+    for (const auto& name : given) {
+        if (name != service.option && std::ranges::find(service.heeds, name) == service.heeds.end()) {
+            throw CLI::ValidationError{name + " does nothing " +
+                                       (service.option.empty() ? "without --web" : "with " + service.option)};
+        }
+    }
+}
+
 // What can be said about the options only once all are known.
 void complete(options_t& options, const std::string& scenario) {
     if (options.unit.empty()) {
@@ -141,6 +172,7 @@ std::variant<options_t, int> read_options(int argc, char** argv) {
     add_hand_on_a_unit(app, options);
     try {
         app.parse(argc, argv);
+        refuse_what_would_do_nothing(app);
         complete(options, scenario);
     } catch (const CLI::Success& done) {
         return app.exit(done);

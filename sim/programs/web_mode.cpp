@@ -74,11 +74,13 @@ void add_web_options(CLI::App& app, web_options_t& options) {
         ->type_name("KB")
         ->check(CLI::Range{1.0, 1e6}.description(""))
         ->capture_default_str();
-    app.add_option("--mirror", options.mirror, "with --web: keep the display, as text, in a file")
-        ->type_name("FILE");
+    auto* const mirror =
+        app.add_option("--mirror", options.mirror, "with --web: keep the display, as text, in a file")
+            ->type_name("FILE");
     app.add_option("--mirror-columns", options.mirror_columns, "how wide that text is")
         ->type_name("N")
-        ->default_val(60);
+        ->default_val(60)
+        ->needs(mirror);
 }
 
 void list_web_faults() {

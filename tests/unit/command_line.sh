@@ -25,6 +25,10 @@ expect 2 'no scenario "nosuch"' --scenario nosuch
 expect 2 'no unit "nosuch"' --unit nosuch
 expect 2 'a serial-panel cannot have the fault "panel-absent"' --fault panel-absent --unit serial-panel
 expect 2 'not in range' --speed 0
+# What would do nothing is refused.
+expect 2 '--fault does nothing with --serve' --serve --fault engine-dies
+expect 2 '--log does nothing with --press' --press 1 --log
+expect 2 '--release does nothing with --press' --press 1 --release 1
 expect 1 'FWSTATUS_UNIT_ROOT does not say which unit' --press 1
 printf '# As an editor elsewhere leaves it.\r\n0 state fw_write\r\n0 progress 42\r\n0.5 end\r\n' >"$scenario"
 expect 0 'set progress  42' --plain --unit container --scenario "$scenario"
