@@ -3,6 +3,7 @@
 #include "sim/root/violations.h"
 #include "sim/show/display_view.h"
 #include "sim/show/viewer.h"
+#include "sim/unit/troubles.h"
 #include "sim/unit/unit.h"
 #include "sim/web/web_unit.h"
 
@@ -50,6 +51,31 @@ void mirror(const sim::display_view_t& display, const web_options_t& options) {
     }
     file.close();
     std::filesystem::rename(part, options.mirror);
+}
+
+int report_updates(const sim::web_unit_t& web, const sim::web_fault_t* fault,
+                   steady_clock::time_point begun) {
+    const auto clock = [&](steady_clock::time_point time) {
+        return sim::seconds_text(std::chrono::duration_cast<milliseconds>(time - begun));
+    };
+    std::cout << "\n";
+    if (fault != nullptr) {
+        std::cout << "  fault             " << fault->name << ", "
+                  << (!fault->waits() ? "throughout"
+                      : web.struck()  ? "from " + clock(*web.struck()) + " to " + clock(steady_clock::now())
+                                      : "never began")
+                  << "\n";
+    }
+    std::cout << "  updates           " << web.reboots() << "\n";
+    std::string wrong;
+    if (web.daemon_lost()) {
+        wrong += "  WRONG: the daemon was gone at " + clock(*web.daemon_lost()) + "\n";
+    }
+    if (const auto violations = sim::violations(); !violations.empty()) {
+        wrong += "  WRONG: a device was misused: " + violations;
+    }
+    std::cout << (wrong.empty() ? "  All as it should be.\n" : wrong) << std::flush;
+    return wrong.empty() ? 0 : 1;
 }
 
 }  // namespace
@@ -121,8 +147,5 @@ int run_web_unit(const std::string& unit_name, bool plain, const web_options_t& 
             }
         }
     }
-    const auto violations = sim::violations();
-    std::cout << "\n  updates           " << web.reboots() << "\n"
-              << (violations.empty() ? "  All as it should be.\n" : "  WRONG: " + violations) << std::flush;
-    return violations.empty() ? 0 : 1;
+    return report_updates(web, options.fault, begun);
 }

@@ -111,7 +111,7 @@ updating_process_t::news_e updating_process_t::write(time_point_t now) {
     shown_ = percent;
     if (fault_ != nullptr && fault_->error_at >= 0 && percent >= fault_->error_at) {
         give_up("Flash does not hold what was written", percent);
-        return news_e::none;
+        return news_e::fault_struck;
     }
     if (fault_ != nullptr && fault_->power_fails_at >= 0 && percent >= fault_->power_fails_at) {
         phase_ = phase_e::standing_still;
@@ -119,7 +119,7 @@ updating_process_t::news_e updating_process_t::write(time_point_t now) {
     }
     if (fault_ != nullptr && fault_->stands_still_at >= 0 && percent >= fault_->stands_still_at) {
         phase_ = phase_e::standing_still;
-        return news_e::none;
+        return news_e::fault_struck;
     }
     if (written_ < image_.size()) {
         publish(percent < fpga_from ? "fw_write" : "fpga_write", percent,

@@ -17,7 +17,7 @@ namespace sim {
 class updating_process_t {
   public:
     using time_point_t = std::chrono::steady_clock::time_point;
-    enum class news_e : std::uint8_t { none, written, power_failed };
+    enum class news_e : std::uint8_t { none, written, fault_struck, power_failed };
 
     /// @param bytes_per_second  that the flash takes.
     /// @param fault             what is wrong, or null.

@@ -17,6 +17,11 @@ struct web_fault_t {
     int stands_still_at = -1;   ///< percent that is never passed
     bool returns = true;        ///< from its reboot
     std::string_view detail{};  ///< instead of the updating process's own
+
+    /// Whether it waits for an update to get so far; the others are there from the start.
+    [[nodiscard]] bool waits() const {
+        return error_at >= 0 || power_fails_at >= 0 || stands_still_at >= 0 || !returns;
+    }
 };
 
 [[nodiscard]] std::span<const web_fault_t> web_faults();

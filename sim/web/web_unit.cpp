@@ -35,6 +35,7 @@ void web_unit_t::publish_firmware() {
 
 void web_unit_t::step() {
     const auto now = std::chrono::steady_clock::now();
+    watch_daemon(now);
     switch (phase_) {
     case phase_e::up: {
         const auto news = updating_.step(now);
@@ -43,6 +44,8 @@ void web_unit_t::step() {
             since_ = now;
         } else if (news == updating_process_t::news_e::power_failed) {
             go_down(phase_e::gone, now);
+        } else if (news == updating_process_t::news_e::fault_struck && !struck_) {
+            struck_ = now;
         }
         break;
     }
@@ -61,7 +64,17 @@ void web_unit_t::step() {
     }
 }
 
+void web_unit_t::watch_daemon(time_point_t now) {
+    const bool is_up = phase_ == phase_e::up || phase_ == phase_e::about_to_reboot;
+    if (is_up && !daemon_lost_ && !unit_.daemon().is_running()) {
+        daemon_lost_ = now;
+    }
+}
+
 void web_unit_t::go_down(phase_e phase, time_point_t now) {
+    if (phase == phase_e::gone) {
+        struck_ = now;
+    }
     server_.kill();
     unit_.daemon().kill();
     unit_.root().remove_file(std::string{zel::paths::www_directory} + "fw_status.xml");

@@ -6,6 +6,8 @@
 #include "sim/web/web_server.h"
 
 #include <chrono>
+#include <cstdint>
+#include <optional>
 
 namespace sim {
 
@@ -14,6 +16,8 @@ namespace sim {
 /// of what is in its flash.
 class web_unit_t {
   public:
+    using time_point_t = updating_process_t::time_point_t;
+
     struct manners_t {
         unsigned port = 0;                  ///< of 127.0.0.1; 0 takes a free one
         double bytes_per_second = 1 << 20;  ///< that the flash takes
@@ -32,11 +36,15 @@ class web_unit_t {
     [[nodiscard]] const web_server_t& server() const { return server_; }
     /// Reboots so far.
     [[nodiscard]] int reboots() const { return reboots_; }
+    /// When the fault first struck, of one that waits.
+    [[nodiscard]] std::optional<time_point_t> struck() const { return struck_; }
+    /// When the daemon was first seen to be gone while the unit was up; nothing while that never was.
+    [[nodiscard]] std::optional<time_point_t> daemon_lost() const { return daemon_lost_; }
 
   private:
-    using time_point_t = updating_process_t::time_point_t;
     enum class phase_e : std::uint8_t { up, about_to_reboot, down, gone };
 
+    void watch_daemon(time_point_t now);
     void go_down(phase_e phase, time_point_t now);
     void come_up();
     void publish_firmware();
@@ -48,6 +56,8 @@ class web_unit_t {
     phase_e phase_ = phase_e::up;
     time_point_t since_;
     int reboots_ = 0;
+    std::optional<time_point_t> struck_;
+    std::optional<time_point_t> daemon_lost_;
 };
 
 }  // namespace sim
