@@ -33,8 +33,9 @@ tells people how far it is: in a status file that the unit's web server
 serves, on the display that the unit has, and as texts on a local socket.
 .
 The package also holds propctl, which reads and sets properties of the unit's
-property engine, and hextool, which checks and makes firmware images of a page
-station's keypad controller.")
+property engine, hextool, which checks and makes firmware images of a page
+station's keypad controller, and unitctl, which does every operation of the
+drivers by hand, for the check of a board.")
 
 set(CPACK_DEBIAN_OPERATOR_PACKAGE_NAME fwstatus-operator)
 set(CPACK_DEBIAN_OPERATOR_PACKAGE_SECTION net)
