@@ -10,6 +10,6 @@ if(FWSTATUS_DOXYGEN)
 else()
   add_custom_target(
     api
-    COMMAND "${CMAKE_COMMAND}" -E echo "The API pages take Doxygen: apt-get install doxygen"
+    COMMAND "${CMAKE_COMMAND}" -E echo "The API pages take Doxygen: apt-get install doxygen, then: cmake --preset release"
     COMMAND "${CMAKE_COMMAND}" -E false)
 endif()

@@ -2,10 +2,12 @@
 set -Eeuo pipefail
 script=$(readlink -f "$0")
 
-# fail WHAT [WHAT TO DO]
+# fail WHAT [WHAT TO DO]; where nothing better is known, what to do is $advice.
+advice=
 fail() {
+    local what_to_do=${2:-$advice}
     echo "FAILED: $1" >&2
-    [ $# -lt 2 ] || echo "        $2" >&2
+    [ -z "$what_to_do" ] || echo "        $what_to_do" >&2
     exit 1
 }
 
