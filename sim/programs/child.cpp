@@ -14,8 +14,11 @@
 
 namespace {
 
-[[noreturn]] void become(const std::vector<std::string>& command) {
+[[noreturn]] void become(const std::vector<std::string>& command, pid_t parent) {
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (::getppid() != parent) {
+        ::_exit(1);
+    }
     std::vector<char*> words;
     words.reserve(command.size() + 1);
     for (const auto& word : command) {
@@ -38,7 +41,9 @@ void check(pid_t pid, const std::string& program) {
 
 }  // namespace
 
-child_t::child_t(const std::vector<std::string>& command, const std::string& output) : pid_{::fork()} {
+child_t::child_t(const std::vector<std::string>& command, const std::string& output) {
+    const pid_t parent = ::getpid();
+    pid_ = ::fork();
     check(pid_, command.front());
     if (pid_ == 0) {
         if (!output.empty()) {
@@ -46,7 +51,7 @@ child_t::child_t(const std::vector<std::string>& command, const std::string& out
             ::dup2(file, STDOUT_FILENO);
             ::dup2(file, STDERR_FILENO);
         }
-        become(command);
+        become(command, parent);
     }
 }
 
@@ -80,10 +85,11 @@ terminal_child_t::terminal_child_t(const std::vector<std::string>& command, unsi
     winsize size{};
     size.ws_row = 24;
     size.ws_col = static_cast<unsigned short>(columns);
+    const pid_t parent = ::getpid();
     pid_ = ::forkpty(&terminal_, nullptr, nullptr, &size);
     check(pid_, command.front());
     if (pid_ == 0) {
-        become(command);
+        become(command, parent);
     }
 }
 

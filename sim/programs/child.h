@@ -27,7 +27,7 @@ class child_t {
   private:
     void note_end(int status);
 
-    pid_t pid_;
+    pid_t pid_ = 0;
     int exit_status_ = -1;
 };
 

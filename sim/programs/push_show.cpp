@@ -1,8 +1,6 @@
-// Three simulated units with the three kinds of display take one image at the same time, pushed by fwpush
-// over HTTP: `./demo --push`. On a terminal the displays are painted side by side above fwpush's bars;
-// elsewhere fwpush prints its log, and the displays are printed now and then.
-
 #include "sim/programs/child.h"
+#include "sim/programs/small_program.h"
+#include "sim/root/guardian.h"
 #include "sim/root/unit_root.h"
 #include "sim/show/viewer.h"
 #include "sim/unit/daemon_process.h"
@@ -13,10 +11,8 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <exception>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -24,13 +20,21 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <vector>
 
 namespace {
 
 using namespace std::chrono_literals;
+
+constexpr const char* help = R"(usage: push_show
+
+Three simulated units with the three kinds of display take one image at the same time, pushed by fwpush over HTTP:
+./demo --push. On a terminal the displays are painted side by side above fwpush's bars; elsewhere fwpush prints its
+log, and the displays are printed now and then.
+
+Exit status: 0 when all three run the image, 1 when not, 2 for wrong usage, 130 after Ctrl-C.
+)";
 
 constexpr std::size_t image_size = 6'291'456;
 constexpr const char* kinds[] = {"base-unit", "page-station", "serial-panel"};
@@ -46,23 +50,6 @@ struct shown_unit_t {
     std::string log;
     std::string address;
     std::unique_ptr<child_t> process;
-};
-
-/// A directory for as long as this lives.
-struct scratch_t {
-    scratch_t() {
-        if (::mkdtemp(directory.data()) == nullptr) {
-            throw std::runtime_error{"no directory in /tmp"};
-        }
-    }
-    scratch_t(const scratch_t&) = delete;
-    scratch_t& operator=(const scratch_t&) = delete;
-    ~scratch_t() {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory, ignored);
-    }
-
-    std::string directory = "/tmp/fwpush.XXXXXX";
 };
 
 std::vector<std::string> lines_of(const std::string& text) {
@@ -187,16 +174,17 @@ int show_push(const std::vector<std::string>& command, const std::vector<shown_u
     return fwpush.exit_status();
 }
 
-int run() {
+int run(const sim::small_program_t::words_t& /*words*/) {
     const bool live = ::isatty(STDOUT_FILENO) != 0;
     const std::size_t columns = std::max(24U, (live ? sim::terminal_columns() : 150U) / 3 - 1);
-    const scratch_t scratch;
+    // Its directory holds image, displays and logs. The units have guardians of their own.
+    const sim::guardian_t guardian;
     std::vector<shown_unit_t> units;
     for (const auto* const kind : kinds) {
-        units.push_back(start_unit(kind, scratch.directory, columns));
+        units.push_back(start_unit(kind, guardian.directory(), columns));
     }
     std::vector<std::string> command{sim::built_program("tools/fwpush", "fwpush"), "--await-return",
-                                     make_image(scratch.directory)};
+                                     make_image(guardian.directory())};
     for (auto& unit : units) {
         wait_for_server(unit);
         command.push_back(unit.address);
@@ -221,14 +209,10 @@ int run() {
 
 }  // namespace
 
-int main() {
-    // The units and fwpush hear of a Ctrl-C too; what they leave behind is removed here.
+int main(int argc, char** argv) {
+    // The units and fwpush hear of a Ctrl-C too, and are waited for, so that a shell's prompt comes after
+    // them.
     std::signal(SIGINT, [](int) { is_interrupted = 1; });   // NOLINT(cert-err33-c)
     std::signal(SIGTERM, [](int) { is_interrupted = 1; });  // NOLINT(cert-err33-c)
-    try {
-        return run();
-    } catch (const std::exception& error) {
-        std::cerr << "push_show: " << error.what() << "\n";
-        return 1;
-    }
+    return sim::run_program({"push_show", help, 0, run}, argc, argv);
 }

@@ -100,4 +100,16 @@ victim_program=demo
 trial 9 "$(moment)" terminal-SIGKILL ./demo --all --speed 4 &
 trial 10 "$(moment)" pipe-SIGTERM ./demo --all --speed 4 &
 wait
-[ "$(grep -c ': nothing left$' "$work/report")" -eq 10 ]
+trials=10
+if [ -x /usr/sbin/lighttpd ] && [ -x "$(dirname "$FWSTATUS_SIMULATOR")/push_show" ]; then
+    victim_program=push_show
+    trial 11 "$(moment)" Ctrl-C ./demo --push &
+    trial 12 "$(moment)" pipe-SIGKILL ./demo --push &
+    trial 13 "$(moment)" pipe-SIGTERM ./demo --push &
+    victim_program=unit_sim
+    trial 14 "$(moment)" terminal-SIGKILL ./demo --web &
+    trial 15 "$(moment)" reader ./demo --web --plain &
+    wait
+    trials=15
+fi
+[ "$(grep -c ': nothing left$' "$work/report")" -eq $trials ]
