@@ -26,8 +26,10 @@ std::string_view trimmed(std::string_view text) {
                                            : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
 }
 
-bool is_digit_of_hash(char character) {
-    return std::isxdigit(static_cast<unsigned char>(character)) != 0;
+bool is_hash(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char character) {
+        return std::isxdigit(static_cast<unsigned char>(character)) != 0;
+    });
 }
 
 bool equal_digits(std::string_view left, std::string_view right) {
@@ -41,6 +43,10 @@ std::string quoted(std::string_view text) {
     const auto line = trimmed(text.substr(0, text.find('\n', text.find_first_not_of("\r\n"))));
     return "\"" + std::string{line.substr(0, quoted_length)} + (line.size() > quoted_length ? "..." : "") +
            "\"";
+}
+
+bool refuses_user(const unit_answer_t& answer) {
+    return answer.code == 401 || answer.code == 403;
 }
 
 bool contains(std::string_view text, std::string_view part) {
@@ -103,6 +109,9 @@ void push_course_t::answered(const unit_answer_t& answer, time_point_t now) {
     case phase_e::watch:
         examine_status(answer, now);
         break;
+    case phase_e::note:
+        note_hash(answer, now);
+        break;
     case phase_e::reboot:
         await_idle(answer, now);
         break;
@@ -153,9 +162,8 @@ bool push_course_t::settle_without_page(const unit_answer_t& answer, time_point_
         ask_again(answer.text, now);
     } else if (answer.code == 404) {
         end(push_outcome_e::not_found, "it has no page /cgi-bin/hw_config (404)");
-    } else if (answer.code == 401 || answer.code == 403) {
-        end(push_outcome_e::refused,
-            "it wants another user or password (" + std::to_string(answer.code) + ")");
+    } else if (refuses_user(answer)) {
+        refuse_user(answer);
     } else if (answer.code != 200) {
         ask_again("it answered with status " + std::to_string(answer.code), now);
     } else {
@@ -164,9 +172,13 @@ bool push_course_t::settle_without_page(const unit_answer_t& answer, time_point_
     return true;
 }
 
+void push_course_t::refuse_user(const unit_answer_t& answer) {
+    end(push_outcome_e::refused, "it wants another user or password (" + std::to_string(answer.code) + ")");
+}
+
 void push_course_t::compare_hash(const unit_answer_t& answer, time_point_t now) {
     const auto hash = trimmed(answer.text);
-    if (!std::all_of(hash.begin(), hash.end(), is_digit_of_hash)) {
+    if (!is_hash(hash)) {
         end(push_outcome_e::refused, "its firmware hash is none: " + quoted(answer.text));
     } else if (equal_digits(hash, order_.image_hash) && !order_.force) {
         end(push_outcome_e::up_to_date, "it has this firmware");
@@ -203,9 +215,8 @@ void push_course_t::examine_upload(const unit_answer_t& answer, time_point_t now
         end(push_outcome_e::unsupported_hardware, "the image is not for its hardware");
     } else if (contains(answer.text, "Busy")) {
         end(push_outcome_e::busy, "it is updating already");
-    } else if (answer.code == 401 || answer.code == 403) {
-        end(push_outcome_e::refused,
-            "it wants another user or password (" + std::to_string(answer.code) + ")");
+    } else if (refuses_user(answer)) {
+        refuse_user(answer);
     } else if (answer.code == 200 &&
                (contains(answer.text, "Complete") || contains(answer.text, "Started"))) {
         go_on_with(phase_e::watch, now);
@@ -221,6 +232,11 @@ bool push_course_t::read_status(const unit_answer_t& answer, time_point_t now) {
     page_missing_ = answer.code == 404;
     if (answer.fault != fault_e::none) {
         ask_again(answer.text, now);
+        return false;
+    }
+    // A unit that has shown its status, or taken an image, may do so again once it has rebooted.
+    if (refuses_user(answer) && only_watches() && status_.state.empty()) {
+        refuse_user(answer);
         return false;
     }
     if (answer.code != 200) {
@@ -251,9 +267,21 @@ void push_course_t::examine_status(const unit_answer_t& answer, time_point_t now
     if (status_.state == "idle" || status_.state == "error" || status_.state == "complete") {
         watch_ends(now);
     } else {
+        if (only_watches() && !has_moved_) {
+            phase_ = phase_e::note;
+        }
         has_moved_ = true;
         check_stall(now);
     }
+}
+
+// What a watched unit runs while it is updated: another hash afterwards tells of an update that went well.
+void push_course_t::note_hash(const unit_answer_t& answer, time_point_t now) {
+    const auto hash = trimmed(answer.text);
+    if (answer.fault == fault_e::none && answer.code == 200 && is_hash(hash)) {
+        hash_before_ = hash;
+    }
+    go_on_with(phase_e::watch, now);
 }
 
 void push_course_t::check_stall(time_point_t now) {
@@ -266,7 +294,7 @@ void push_course_t::check_stall(time_point_t now) {
 
 void push_course_t::watch_ends(time_point_t now) {
     const bool is_idle = status_.state == "idle";
-    const bool was_sent = !order_.image_hash.empty();
+    const bool was_sent = !only_watches();
     // Right after the upload the file may be that of an earlier update.
     if (!has_moved_ && (is_idle || was_sent) && now < grace_ends_) {
         return;
@@ -282,6 +310,8 @@ void push_course_t::watch_ends(time_point_t now) {
         go_on_with(was_complete_ && had_image_ ? phase_e::reboot : phase_e::verify, now);
     } else if (!is_idle) {
         end(push_outcome_e::complete, "");
+    } else if (!hash_before_.empty()) {
+        go_on_with(phase_e::verify, now);
     } else {
         end(push_outcome_e::error, has_moved_ ? "it went idle without completing" : "no update began");
     }
@@ -298,12 +328,15 @@ void push_course_t::await_idle(const unit_answer_t& answer, time_point_t now) {
     }
 }
 
-// Idle after an upload: a unit whose "complete" nobody saw has rebooted and runs the image.
+// Idle after an update: a unit whose "complete" nobody saw has rebooted and runs the image, or, when nobody
+// here knows the image, another one than before.
 void push_course_t::verify(const unit_answer_t& answer, time_point_t now) {
     // Empty is what a unit says that does not know yet.
     const auto hash = trimmed(answer.text);
     const bool is_answer = answer.fault == fault_e::none && answer.code == 200 && !hash.empty();
-    if (is_answer && equal_digits(hash, order_.image_hash)) {
+    const bool runs_image = only_watches() ? is_hash(hash) && !equal_digits(hash, hash_before_)
+                                           : equal_digits(hash, order_.image_hash);
+    if (is_answer && runs_image) {
         end(push_outcome_e::complete, "");
     } else if (is_answer && !was_complete_) {
         end(push_outcome_e::error,

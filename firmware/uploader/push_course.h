@@ -71,7 +71,9 @@ struct push_step_t {
 /// It asks the unit for its hash, identity and compatibility, has the image uploaded, and follows the unit's
 /// status file once a second. An answer that is of no use is asked for again until patience is up. Only what
 /// the unit says in state and progress counts; the detail is for people. Where the unit had the image
-/// already, its hash proves nothing: it must be seen to leave idle after the upload.
+/// already, its hash proves nothing: it must be seen to leave idle after the upload. A unit that is only
+/// watched is asked for its hash once it is at work: when it goes idle and nobody saw it complete, another
+/// hash is success.
 class push_course_t {
   public:
     using time_point_t = std::chrono::steady_clock::time_point;
@@ -96,17 +98,20 @@ class push_course_t {
     [[nodiscard]] const std::string& firmware_id() const { return firmware_id_; }
 
   private:
-    enum class phase_e : std::uint8_t { hash, id, compat, upload, watch, reboot, verify, ended };
+    enum class phase_e : std::uint8_t { hash, id, compat, upload, watch, note, reboot, verify, ended };
 
+    [[nodiscard]] bool only_watches() const { return order_.image_hash.empty(); }
     void go_on_with(phase_e phase, time_point_t now);
     void ask_again(std::string reason, time_point_t now);
     [[nodiscard]] bool settle_without_page(const unit_answer_t& answer, time_point_t now);
+    void refuse_user(const unit_answer_t& answer);
     void compare_hash(const unit_answer_t& answer, time_point_t now);
     void check_compat(const unit_answer_t& answer, time_point_t now);
     void examine_upload(const unit_answer_t& answer, time_point_t now);
     [[nodiscard]] bool read_status(const unit_answer_t& answer, time_point_t now);
     void examine_status(const unit_answer_t& answer, time_point_t now);
     void check_stall(time_point_t now);
+    void note_hash(const unit_answer_t& answer, time_point_t now);
     void watch_ends(time_point_t now);
     void await_idle(const unit_answer_t& answer, time_point_t now);
     void verify(const unit_answer_t& answer, time_point_t now);
@@ -129,6 +134,7 @@ class push_course_t {
     push_outcome_e outcome_ = push_outcome_e::lost;
     std::string reason_;
     std::string firmware_id_;
+    std::string hash_before_;  // a watched unit's, while it was updated; empty when it is not known
 };
 
 }  // namespace firmware

@@ -214,7 +214,18 @@ has  refused  0:00  the same unit was named before
     def test_watching_sends_nothing(self):
         unit = Unit(**{"fw_status.xml": [status("idle"), status("fw_write"), status("complete")]})
         self.assertEqual(self.push(unit, options=["--watch"]), (["complete"], 0))
-        self.assertEqual(set(unit.paths), {"fw_status.xml"})
+        self.assertEqual(unit.paths, ["fw_status.xml", "fw_status.xml", "firmware_hash", "fw_status.xml"])
+
+    def test_a_watched_update_that_nobody_saw_complete_is_told_by_the_hash(self):
+        def unit(*hashes, end="idle"):
+            return Unit(firmware_hash=[*hashes], **{"fw_status.xml": [status("fw_write"), (401, ""), status(end)]})
+        cases = [(unit("0a", (503, ""), "", "1b"), "complete", ""), (unit("0a", "<html>", "1b"), "error", None),
+                 (unit("0a", "0A"), "error", None), (unit((404, ""), "1b"), "error", None), (unit("", "1b"), "error", None),
+                 (unit((403, ""), end="complete"), "complete", ""), (unit(silent, end="complete"), "complete", "")]
+        self.assertEqual(self.push(*(unit for unit, _, _ in cases), options=["--watch", "--timeout", "5"]),
+                         ([outcome for _, outcome, _ in cases], 1))
+        for unit, _, reason in cases:
+            self.assertEqual(self.reasons[unit.name], "it went idle without completing" if reason is None else reason)
 
     def test_a_name_that_does_not_exist_ends_at_once_and_disturbs_nobody(self):
         unit = Unit(**{"fw_status.xml": [status("fw_write")] * 3 + [status("complete")]})
@@ -248,11 +259,14 @@ has  refused  0:00  the same unit was named before
             known = ["--cacert", pem + ".crt"]
             self.assertEqual(self.push(url), (["lost"], 1))
             self.assertIn("certificate", self.reasons[url])
-            self.assertEqual(self.push(url, options=known), (["refused"], 1))
+            for options in (known, [*known, "--watch"]):
+                self.assertEqual(self.push(url, options=options), (["refused"], 1))
+                self.assertEqual(self.reasons[url], "it wants another user or password (401)")
+            unit.answers["fw_status.xml"] = [(401, ""), status("complete")]
+            self.assertEqual(self.push(url, options=[*known, "--user", "op:secret"]), (["complete"], 0))
             other = "https://" + Unit().name
             self.assertEqual(self.push(other), (["lost"], 1))
             self.assertIn("there is no https with it", self.reasons[other])
-            self.assertEqual(self.push(url, options=[*known, "--user", "op:secret"]), (["complete"], 0))
             self.assertEqual(unit.received, IMAGE)
 
     def test_interrupting_says_what_was_under_way(self):

@@ -333,7 +333,7 @@ TEST(uploader, watches_without_sending) {
     unit.answers[status_path] = {status("idle"), status("fw_write"), status("idle")};
     EXPECT_EQ(unit.run(), push_outcome_e::error);
     EXPECT_EQ(unit.reason, "it went idle without completing");
-    EXPECT_EQ(unit.asked.size(), 3U);
+    EXPECT_EQ(unit.asked.size(), 5U);
     EXPECT_EQ(unit.run(), push_outcome_e::error);
     EXPECT_EQ(unit.reason, "no update began");
     EXPECT_EQ(unit.seconds(), 2 + 5);
