@@ -15,6 +15,7 @@ import threading
 import time
 import unittest
 
+import harness
 from harness import program
 from pushed_unit import Unit, cut_off, drip, silent, status
 
@@ -70,6 +71,22 @@ class Push(unittest.TestCase):
                           if event["value"] in (-1, 0, 50, 100) or event["stage"] != "uploading"],
                          [("preparing", -1, ""), ("uploading", 0, ""), ("uploading", 50, ""), ("uploading", 100, ""),
                           ("writing", 50, "Block 1"), ("complete", 100, ""), ("complete", 100, None)])
+
+    @harness.takes("lighttpd")
+    def test_a_simulated_unit_answers_at_the_port_that_it_is_given(self):
+        port = harness.free_port()
+        unit = harness.web_unit_t(kilobytes_a_second=10_000, port=port)
+        self.assertEqual(unit.address(), f"127.0.0.1:{port}")
+        self.assertEqual(self.push(unit.address(), options=["--await-return", "--timeout", "20"]), (["complete"], 0))
+        page = f"http://127.0.0.1:{port}/cgi-bin/hw_config?"
+        self.assertEqual(harness.fetch(page + "firmware_hash")[::2], (200, HASH.encode() + b"\n"))
+        self.assertEqual(harness.fetch(page + "nothing")[0], 404)
+        unit.stop()
+        new = harness.unit_t()  # and knows nothing of its firmware
+        answer = subprocess.run([program("hw_config")], env={**os.environ, **new.env, "QUERY_STRING": "firmware_hash"},
+                                capture_output=True, timeout=10).stdout
+        self.assertEqual(answer, b"Content-Type: text/plain\r\n\r\n\n")
+        new.stop()
 
     def test_the_log_tells_the_course_of_each_unit(self):
         """The second unit to upload waits until the first one has been sent, and its time begins then."""

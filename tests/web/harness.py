@@ -18,6 +18,7 @@ import urllib.error
 import urllib.request
 
 tree = pathlib.Path(__file__).resolve().parents[2]
+no_proxy = urllib.request.build_opener(urllib.request.ProxyHandler({}))
 build = pathlib.Path(os.environ.get("FWSTATUS_BUILD", tree / "build" / "release"))
 
 # A daemon leaves its parent; it shall be a child of this process and no other, to be ended with it.
@@ -62,7 +63,7 @@ def fetch(url, headers=None, seconds=10):
     """Status, headers and bytes of an answer; fewer than it promised when its file was just being rewritten."""
     request = urllib.request.Request(url, headers=headers or {})
     try:
-        with urllib.request.urlopen(request, timeout=seconds) as answer:
+        with no_proxy.open(request, timeout=seconds) as answer:
             try:
                 content = answer.read()
             except http.client.IncompleteRead as cut:
@@ -159,9 +160,9 @@ class unit_t:
 class web_unit_t:
     """A unit that takes images over its own web server, with or without one of the simulator's faults."""
 
-    def __init__(self, fault=None, kilobytes_a_second=40):
+    def __init__(self, fault=None, kilobytes_a_second=40, port=None):
         options = ["--fault", fault] if fault else []
-        self.process = process_t(program("unit_sim"), "--web", "--plain", "--unit", "container", "--flash-rate",
+        self.process = process_t(program("unit_sim"), f"--web={port}" if port else "--web", "--plain", "--unit", "container", "--flash-rate",
                                  str(kilobytes_a_second), *options)
 
     def address(self):
