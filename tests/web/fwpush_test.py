@@ -22,7 +22,7 @@ from pushed_unit import Unit, cut_off, drip, silent, status
 FWPUSH = program("fwpush")
 IMAGE = bytes(range(256)) * 8192  # 2 MiB: more than any buffer on the way
 HASH = hashlib.sha256(IMAGE).hexdigest()
-FLOOD = b"x" * 4_000_000
+FLOOD = "x" * 4_000_000
 NO_NAME = "x" * 64 + ".invalid"  # every resolver knows without asking anybody
 os.environ["http_proxy"] = "http://127.0.0.1:9"  # not for units
 os.environ.pop("FWPUSH_PASSWORD", None)
@@ -30,6 +30,14 @@ os.environ.pop("FWPUSH_PASSWORD", None)
 
 def dies_midway(handler):
     handler.rfile.read(len(IMAGE) // 3)
+
+
+def endless(first, piece):
+    def answer(handler):
+        handler.wfile.write(first)
+        while True:
+            handler.wfile.write(piece)
+    return answer
 
 
 class Push(unittest.TestCase):
@@ -151,6 +159,7 @@ has  refused  0:00  the same unit was named before
     def test_every_unit_gets_its_own_verdict(self):
         """Good units between bad ones: none disturbs another."""
         slow = "Operation timed out after 3NNN milliseconds with {} bytes received"
+        too_long = "it answered with more than 128 kB"
         shape = "its status file is empty, cut off or of another shape"
         cases = [
             (Unit(firmware_hash=[HASH.upper() + "\n"]), "up_to_date", "it has this firmware"),
@@ -161,7 +170,12 @@ has  refused  0:00  the same unit was named before
             (Unit(fw_upload=[(404, "")]), "not_found", "it has no page that takes an image (404)"),
             (Unit(firmware_hash=[silent]), "lost", slow.format(0)),
             (Unit(firmware_hash=[drip]), "lost", slow.format("N out of 1000")),
-            (Unit(firmware_id=["x" * 131_073]), "lost", "it answered with more than 128 kB"),
+            (Unit(firmware_id=["x" * 131_073]), "lost", too_long),
+            (Unit(firmware_id=[endless(b"HTTP/1.1 200 OK\r\n\r\n", FLOOD.encode())]), "lost", too_long),
+            (Unit(firmware_id=[endless(b"HTTP/1.1 200 OK\r\n", b"X: " + b"x" * 9000 + b"\r\n")]), "lost",
+             "Too large response headers: N > 307200"),
+            (Unit(fw_upload=["Started" + FLOOD]), "lost", too_long),
+            (Unit(**{"fw_status.xml": [status("fw_write", 1), status("complete", 100, FLOOD)]}), "lost", too_long),
             (Unit(fw_upload=[silent]), "lost", "it took the image and did not answer"),
             (Unit(fw_upload=[drip]), "lost", "it took the image and did not answer"),
             (Unit(fw_upload=[dies_midway]), "lost", None),
@@ -184,7 +198,7 @@ has  refused  0:00  the same unit was named before
             if isinstance(unit, Unit) and outcome in ("refused", "up_to_date"):
                 self.assertIsNone(unit.received)
             said = re.sub(r"after [3-9]\d{3} ", "after 3NNN ", self.reasons[unit if isinstance(unit, str) else unit.name])
-            self.assertEqual(re.sub(r"\d+ out of", "N out of", said), reason or said)
+            self.assertEqual(re.sub(r"\d+ (out of|>)", r"N \1", said), reason or said)
         self.assertTrue(all(unit.received == IMAGE for unit in good))
         self.assertEqual([unit.connections for unit in good], [1] * len(good))
 
