@@ -35,7 +35,8 @@ fwstatus_foreign_headers(fwstatus_rapidjson rapidjson/document.h)
 # half of what the whole tree takes to compile.
 add_library(fwstatus_cli11 INTERFACE)
 fwstatus_foreign_headers(fwstatus_cli11 CLI/CLI.hpp)
-target_compile_options(fwstatus_cli11 INTERFACE "$<$<CONFIG:Release>:-O1>")
+set(FWSTATUS_CLI11_OPTIONS "$<$<CONFIG:Release>:-O1>" CACHE STRING "How sources with a command line are compiled")
+target_compile_options(fwstatus_cli11 INTERFACE ${FWSTATUS_CLI11_OPTIONS})
 
 if(FWSTATUS_STATIC)
   add_compile_options(-ffunction-sections -fdata-sections)

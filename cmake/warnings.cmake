@@ -16,4 +16,5 @@ target_compile_options(
             -Wdouble-promotion
             # GCC 12 sees overlapping copies in its own std::string (its bug 105651).
             $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+            $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>
             $<$<BOOL:${FWSTATUS_WERROR}>:-Werror>)
