@@ -9,7 +9,7 @@ namespace sim {
 
 namespace {
 
-void complain(const char* what, std::uint32_t value) {
+void register_violation(const char* what, std::uint32_t value) {
     report_violation(std::string{"unit registers: "} + what + ' ' + std::to_string(value));
 }
 
@@ -63,7 +63,7 @@ void unit_registers_t::write32(std::uint32_t offset, std::uint32_t value) {
         return write_enables(value);
     case 0x08:
         if (value != 0xF00 && value != 0x8000) {
-            complain("unknown command", value);
+            register_violation("unknown command", value);
         }
         state_.last_command = value;
         return;
@@ -71,7 +71,7 @@ void unit_registers_t::write32(std::uint32_t offset, std::uint32_t value) {
         return write_alert(value);
     case 0x18:
         if (value > 1) {
-            complain("pulse register takes 0 or 1, not", value);
+            register_violation("pulse register takes 0 or 1, not", value);
         }
         state_.pulses += state_.pulse_begun && value == 0 ? 1 : 0;
         state_.pulse_begun = value != 0;
@@ -87,7 +87,7 @@ void unit_registers_t::write32(std::uint32_t offset, std::uint32_t value) {
 void unit_registers_t::write_enables(std::uint32_t value) {
     constexpr std::uint32_t outputs = 1U << 0 | 1U << 11 | 1U << 13;
     if ((value & ~(outputs | 0xFF00'0000U)) != 0) {
-        complain("enables that do not exist,", value);
+        register_violation("enables that do not exist,", value);
     }
     state_.enables_register = value & outputs;
     state_.outputs[0] = bit(value, 0);
@@ -97,7 +97,7 @@ void unit_registers_t::write_enables(std::uint32_t value) {
 
 void unit_registers_t::write_alert(std::uint32_t value) {
     if ((value & 0xFE00'0000U) != 0) {
-        complain("alert bits that do not exist,", value);
+        register_violation("alert bits that do not exist,", value);
     }
     state_.alert_register = value;
     // A phase accumulator of 25 bits runs at the clock of 133.333334 MHz.
@@ -109,7 +109,7 @@ void unit_registers_t::write_alert(std::uint32_t value) {
 void unit_registers_t::write_level(std::uint32_t value) {
     constexpr std::uint32_t writable = 0xFFFFU | 1U << 17;
     if ((value & ~(writable | 0x1FU << 18)) != 0) {
-        complain("level bits that do not exist,", value);
+        register_violation("level bits that do not exist,", value);
     }
     state_.level_register = value & writable;
     state_.level = signed_low(value, 16) / 32768.0;
@@ -134,7 +134,7 @@ void fan_and_lamp_block_t::write32(std::uint32_t offset, std::uint32_t value) {
     case 8:
     case 16:
         if (value > 0x7FFFF) {
-            complain("fan drive of more than 19 bits,", value);
+            register_violation("fan drive of more than 19 bits,", value);
         }
         state_.fan_drive[which] = signed_low(value, 18) / 131072.0;
         state_.fan_fixed[which] = bit(value, 18);
@@ -142,7 +142,7 @@ void fan_and_lamp_block_t::write32(std::uint32_t offset, std::uint32_t value) {
     case 24:
     case 32:
         if (value > 0x3FFFF) {
-            complain("lamp brightness of more than 18 bits,", value);
+            register_violation("lamp brightness of more than 18 bits,", value);
         }
         state_.lamp[which] = (signed_low(value, 18) + 131072) / 262144.0;
         return;

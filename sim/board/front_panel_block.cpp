@@ -10,7 +10,7 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint32_t spi_offset = 0x100;
+constexpr std::uint32_t panel_spi_offset = 0x100;
 
 // What is on the wire when a byte, or two of them, go to the LCD: 0 and 1 are fixed, "h" and "l" are the bits
 // of the first and the second byte, "a" says whether the first one is data.
@@ -47,7 +47,7 @@ lcd_bytes_t match(std::string_view shape, const spi_bits_t& sent) {
     return found;
 }
 
-void complain(const std::string& what) {
+void panel_violation(const std::string& what) {
     report_violation("front panel: " + what);
 }
 
@@ -55,7 +55,7 @@ void complain(const std::string& what) {
 
 spi_bits_t front_panel_wires_t::exchange(const spi_bits_t& sent, std::uint32_t bit_rate, unsigned mode) {
     if (mode != 0) {
-        complain("SPI mode " + std::to_string(mode));
+        panel_violation("SPI mode " + std::to_string(mode));
     }
     if (!state_.present) {
         return spi_bits_t{sent.size()};  // the return line is pulled down
@@ -63,8 +63,8 @@ spi_bits_t front_panel_wires_t::exchange(const spi_bits_t& sent, std::uint32_t b
     const auto size = sent.size();
     const bool to_lcd = size == one_lcd_byte.size() || size == two_lcd_bytes.size();
     if (const auto most = to_lcd ? 30'500'000u : 10'500'000u; bit_rate > most || bit_rate < most / 2) {
-        complain(std::to_string(bit_rate) + " bits per second are too " +
-                 (bit_rate > most ? "fast" : "slow"));
+        panel_violation(std::to_string(bit_rate) + " bits per second are too " +
+                        (bit_rate > most ? "fast" : "slow"));
     }
     if (size == 12 && sent.number(0, 12) == 0xC00) {
         return status(size);
@@ -72,8 +72,8 @@ spi_bits_t front_panel_wires_t::exchange(const spi_bits_t& sent, std::uint32_t b
     if (size == 49 && !sent[0]) {
         latch_leds(sent);
     } else if (!to_lcd || !take_lcd_bytes(sent)) {
-        complain("a transfer of " + std::to_string(size) + " bits that begins with " +
-                 std::to_string(sent.number(0, 8)));
+        panel_violation("a transfer of " + std::to_string(size) + " bits that begins with " +
+                        std::to_string(sent.number(0, 8)));
     }
     return spi_bits_t{size};
 }
@@ -94,8 +94,8 @@ bool front_panel_wires_t::take_lcd_bytes(const spi_bits_t& sent) {
         return false;
     }
     if (state_.lcd_in_reset || !state_.lcd_was_reset) {
-        complain(state_.lcd_in_reset ? "a byte for the LCD while it is held in reset"
-                                     : "a byte for the LCD before a reset long enough");
+        panel_violation(state_.lcd_in_reset ? "a byte for the LCD while it is held in reset"
+                                            : "a byte for the LCD before a reset long enough");
         return true;
     }
     glass_.take(bytes.is_data, bytes.first);
@@ -125,21 +125,21 @@ void front_panel_wires_t::hold_lcd_in_reset(bool held) {
 }
 
 std::uint32_t front_panel_block_t::read32(std::uint32_t offset) {
-    if (offset >= spi_offset) {
-        return spi_.read32(offset - spi_offset);
+    if (offset >= panel_spi_offset) {
+        return spi_.read32(offset - panel_spi_offset);
     }
     return offset == 0 ? state_.control : device_t::read32(offset);
 }
 
 std::vector<std::uint32_t> front_panel_block_t::readable() const {
     std::vector<std::uint32_t> offsets{0};
-    add_readable(offsets, spi_offset, spi_);
+    add_readable(offsets, panel_spi_offset, spi_);
     return offsets;
 }
 
 void front_panel_block_t::write32(std::uint32_t offset, std::uint32_t value) {
-    if (offset >= spi_offset) {
-        spi_.write32(offset - spi_offset, value);
+    if (offset >= panel_spi_offset) {
+        spi_.write32(offset - panel_spi_offset, value);
         return;
     }
     if (offset != 0) {
@@ -147,7 +147,7 @@ void front_panel_block_t::write32(std::uint32_t offset, std::uint32_t value) {
         return;
     }
     if ((value & ~0x1FFu) != 0) {
-        complain("control bits that mean nothing: " + std::to_string(value));
+        panel_violation("control bits that mean nothing: " + std::to_string(value));
     }
     state_.control = value;
     state_.backlight = static_cast<std::int8_t>(value & 0xFF);

@@ -25,7 +25,7 @@ constexpr std::uint8_t no_access = 1;
 constexpr std::uint8_t halted = 3;
 constexpr std::uint8_t compare_failed = 4;
 
-void complain(const std::string& what) {
+void keypad_violation(const std::string& what) {
     report_violation("keypad controller: " + what);
 }
 
@@ -52,14 +52,14 @@ void keypad_target_t::set_pins(const pins_t& pins) {
     }
     if (before.sclk && !pins.sclk) {
         if (pins.sdata != before.sdata) {
-            complain("SDATA changed together with the falling edge of SCLK");
+            keypad_violation("SDATA changed together with the falling edge of SCLK");
         }
         falling_edge(pins.sdata.value_or(false));
     }
     const auto own = driven();
     const bool contention = pins.sdata && own && *pins.sdata != *own;
     if (contention && !state_.contention) {
-        complain("host and controller drive SDATA against each other");
+        keypad_violation("host and controller drive SDATA against each other");
     }
     state_.contention = contention;
 }
@@ -110,7 +110,7 @@ void keypad_target_t::enter_reset() {
 void keypad_target_t::leave_reset() {
     if (state_.reset_since != std::chrono::steady_clock::time_point{} &&
         std::chrono::steady_clock::now() - state_.reset_since < shortest_reset) {
-        complain("reset pulse shorter than 263 us");
+        keypad_violation("reset pulse shorter than 263 us");
     }
     state_.mode = mode_e::key_window;
     state_.window_opened = host_time();
@@ -122,7 +122,7 @@ void keypad_target_t::judge_key() {
     chip_.entries_to_miss -= heard ? 0 : 1;
     const bool in_time = host_time() - state_.window_opened <= std::chrono::microseconds{chip_.key_window_us};
     if (state_.frame != entry_key || !in_time) {
-        complain(in_time ? "entry key wrong" : "entry key too late");
+        keypad_violation(in_time ? "entry key wrong" : "entry key too late");
     }
     const bool enter = heard && in_time && state_.frame == entry_key;
     state_.mode = enter ? mode_e::programming : mode_e::application;
@@ -145,7 +145,7 @@ void keypad_target_t::falling_edge(bool bit) {
         [[fallthrough]];
     case busy_e::high:
         if (state_.pins.sdata) {
-            complain("bit sent while busy");
+            keypad_violation("bit sent while busy");
         }
         return;
     case busy_e::finished:
@@ -159,7 +159,7 @@ void keypad_target_t::falling_edge(bool bit) {
 void keypad_target_t::frame_clock(bool bit) {
     const bool host_sends = !state_.reading || state_.frame_bits == whole_frame - 1;
     if (host_sends && !state_.pins.sdata) {
-        complain("bit taken while nobody drives SDATA");
+        keypad_violation("bit taken while nobody drives SDATA");
     }
     if (state_.swallow > 0) {
         --state_.swallow;
@@ -227,9 +227,9 @@ void keypad_target_t::run_queue() {
     auto& key_1 = page[0xF8];
     const auto function = state_.registers[0][0xF0];
     if (state_.queue[0] != 0) {
-        complain("the first instruction to run is no supervisory call");
+        keypad_violation("the first instruction to run is no supervisory call");
     } else if (key_1 != 0x3A || page[0xF9] != state_.registers[0][0xF6] + 3) {
-        complain("supervisory call with wrong keys");
+        keypad_violation("supervisory call with wrong keys");
         key_1 = halted;
     } else {
         key_1 = supervisory_call(function);
@@ -256,7 +256,7 @@ std::uint8_t keypad_target_t::supervisory_call(std::uint8_t function) {
         return call_succeeded;
     case 0x06:
         if (page[0xFA] != 0) {
-            complain("table " + std::to_string(page[0xFA]) + " asked for");
+            keypad_violation("table " + std::to_string(page[0xFA]) + " asked for");
         }
         page[0xF9] = chip_.silicon_id[1];
         state_.registers[0][0xF3] = 0x52;
@@ -272,7 +272,7 @@ std::uint8_t keypad_target_t::supervisory_call(std::uint8_t function) {
     case 0x0A:
         return program_block();
     default:
-        complain("unknown supervisory function " + std::to_string(function));
+        keypad_violation("unknown supervisory function " + std::to_string(function));
         return halted;
     }
 }

@@ -10,7 +10,7 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint32_t spi_offset = 0x400;
+constexpr std::uint32_t station_spi_offset = 0x400;
 
 // Bits of the line register
 constexpr unsigned programming = 0;
@@ -28,14 +28,14 @@ constexpr std::chrono::milliseconds keypad_reset_time{10};
 constexpr std::uint32_t control_outputs = 0x7FE7;
 
 bool in_spi(std::uint32_t offset) {
-    return offset >= spi_offset && offset - spi_offset < spi_controller_t::block_length;
+    return offset >= station_spi_offset && offset - station_spi_offset < spi_controller_t::block_length;
 }
 
 }  // namespace
 
 std::uint32_t page_station_block_t::read32(std::uint32_t offset) {
     if (in_spi(offset)) {
-        return spi_.read32(offset - spi_offset);
+        return spi_.read32(offset - station_spi_offset);
     }
     switch (offset) {
     case 0x000:
@@ -55,7 +55,7 @@ std::uint32_t page_station_block_t::read32(std::uint32_t offset) {
 
 void page_station_block_t::write32(std::uint32_t offset, std::uint32_t value) {
     if (in_spi(offset)) {
-        spi_.write32(offset - spi_offset, value);
+        spi_.write32(offset - station_spi_offset, value);
         return;
     }
     switch (offset) {
@@ -85,7 +85,7 @@ void page_station_block_t::write8(std::uint32_t offset, std::uint8_t value) {
 
 std::vector<std::uint32_t> page_station_block_t::readable() const {
     std::vector<std::uint32_t> offsets{0x000, 0x100, 0x200, 0x300};
-    add_readable(offsets, spi_offset, spi_);
+    add_readable(offsets, station_spi_offset, spi_);
     return offsets;
 }
 

@@ -19,7 +19,7 @@ std::uint32_t clock_from(std::uint32_t rate) {
     return static_cast<std::uint32_t>(std::uint64_t{rate} * 100'000'000 / 3 / 2048);
 }
 
-void complain(const char* what, std::uint32_t value) {
+void spi_violation(const char* what, std::uint32_t value) {
     report_violation(std::string{"SPI controller: "} + what + ' ' + std::to_string(value));
 }
 
@@ -31,7 +31,7 @@ std::uint32_t spi_controller_t::read32(std::uint32_t offset) {
     }
     if (offset >= 0x80 && offset < 0xC0 && offset % 4 == 0) {
         if (!held_.end_was_seen && !faulty(spi_fault_e::never_done)) {
-            complain("data read before the transfer was done, word", (offset - 0x80) / 4);
+            spi_violation("data read before the transfer was done, word", (offset - 0x80) / 4);
         }
         return held_.receive[(offset - 0x80) / 4];
     }
@@ -69,11 +69,11 @@ std::uint32_t spi_controller_t::status() {
 
 void spi_controller_t::write32(std::uint32_t offset, std::uint32_t value) {
     if (held_.phase == phase_e::running && held_.master == process_) {
-        complain("register written during a transfer, offset", offset);
+        spi_violation("register written during a transfer, offset", offset);
     }
     if (offset >= 0x40 && offset < 0x80 && offset % 4 == 0) {
         if (value > 0xFFFF) {
-            complain("transmit word of more than 16 bits", value);
+            spi_violation("transmit word of more than 16 bits", value);
         }
         const auto word = (offset - 0x40) / 4;
         held_.transmit[word] = static_cast<std::uint16_t>(value);
@@ -83,21 +83,21 @@ void spi_controller_t::write32(std::uint32_t offset, std::uint32_t value) {
     switch (offset) {
     case 0x00:
         if ((value & ~0x63U) != 0) {
-            complain("control bits that mean nothing", value);
+            spi_violation("control bits that mean nothing", value);
         }
         held_.control = value;
         held_.set_up |= control_written;
         return;
     case 0x04:
         if (value == 0 || value > 2047) {
-            complain("rate outside 1..2047,", value);
+            spi_violation("rate outside 1..2047,", value);
         }
         held_.rate = value;
         held_.set_up |= rate_written;
         return;
     case 0x08:
         if (value > 255) {
-            complain("length of more than 8 bits", value);
+            spi_violation("length of more than 8 bits", value);
         }
         held_.length = value & 0xFF;
         held_.set_up |= length_written;
@@ -117,17 +117,17 @@ void spi_controller_t::command(std::uint32_t value) {
     } else if (value == 1) {
         start();
     } else {
-        complain("unknown command", value);
+        spi_violation("unknown command", value);
     }
 }
 
 void spi_controller_t::start() {
     const unsigned bits = held_.length + 1;
     if (held_.set_up != (prepared | control_written | rate_written | length_written)) {
-        complain("start without a whole set-up, steps", held_.set_up);
+        spi_violation("start without a whole set-up, steps", held_.set_up);
     }
     if (held_.words_loaded * 16 < bits) {
-        complain("start with too few words loaded for its length in bits", bits);
+        spi_violation("start with too few words loaded for its length in bits", bits);
     }
     held_.set_up = 0;
     held_.words_loaded = 0;
@@ -148,7 +148,7 @@ void spi_controller_t::exchange(unsigned bits) {
     }
     const auto answer = peer_.exchange(sent, clock_from(held_.rate), held_.control & 3);
     if (answer.size() != bits) {
-        complain("the device on the wires answered with a different number of bits,", answer.size());
+        spi_violation("the device on the wires answered with a different number of bits,", answer.size());
     }
     held_.receive.fill(0);
     for (unsigned i = 0; i < bits; ++i) {
