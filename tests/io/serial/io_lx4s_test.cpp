@@ -33,9 +33,10 @@ std::vector<std::pair<int, termios>> asked_of_the_line;
 
 // Stands before the C library's: a pseudo-terminal makes eight bits without parity of whatever it is asked
 // for.
-extern "C" int tcsetattr(int fd, int when, const termios* wanted) noexcept {
-    asked_of_the_line.emplace_back(when, *wanted);
-    return reinterpret_cast<decltype(&tcsetattr)>(::dlsym(RTLD_NEXT, "tcsetattr"))(fd, when, wanted);
+extern "C" int tcsetattr(int fd, int optional_actions, const termios* termios_p) noexcept {
+    asked_of_the_line.emplace_back(optional_actions, *termios_p);
+    return reinterpret_cast<decltype(&tcsetattr)>(::dlsym(RTLD_NEXT, "tcsetattr"))(fd, optional_actions,
+                                                                                   termios_p);
 }
 
 namespace {
