@@ -14,8 +14,35 @@
 
 namespace {
 
-[[noreturn]] void become(const std::vector<std::string>& command, pid_t parent) {
+/// While a child is made signals wait: until it has become its program, one for it would end in a handler of
+/// this one's, of which it has a copy.
+class held_signals_t {
+  public:
+    held_signals_t() {
+        sigset_t all;
+        ::sigfillset(&all);
+        ::pthread_sigmask(SIG_BLOCK, &all, &before_);
+    }
+    ~held_signals_t() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    held_signals_t(const held_signals_t&) = delete;
+    held_signals_t& operator=(const held_signals_t&) = delete;
+
+    /// In the child: signals mean there what they mean to a program that has just begun.
+    void let_go_in_child() const {
+        for (const int signal : {SIGINT, SIGTERM}) {
+            std::signal(signal, SIG_DFL);  // NOLINT(cert-err33-c)
+        }
+        ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+  private:
+    sigset_t before_{};
+};
+
+[[noreturn]] void become(const std::vector<std::string>& command, pid_t parent,
+                         const held_signals_t& signals) {
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    signals.let_go_in_child();
     if (::getppid() != parent) {
         ::_exit(1);
     }
@@ -43,6 +70,7 @@ void check(pid_t pid, const std::string& program) {
 
 child_t::child_t(const std::vector<std::string>& command, const std::string& output) {
     const pid_t parent = ::getpid();
+    const held_signals_t signals;
     pid_ = ::fork();
     check(pid_, command.front());
     if (pid_ == 0) {
@@ -51,7 +79,7 @@ child_t::child_t(const std::vector<std::string>& command, const std::string& out
             ::dup2(file, STDOUT_FILENO);
             ::dup2(file, STDERR_FILENO);
         }
-        become(command, parent);
+        become(command, parent, signals);
     }
 }
 
@@ -86,10 +114,11 @@ terminal_child_t::terminal_child_t(const std::vector<std::string>& command, unsi
     size.ws_row = 24;
     size.ws_col = static_cast<unsigned short>(columns);
     const pid_t parent = ::getpid();
+    const held_signals_t signals;
     pid_ = ::forkpty(&terminal_, nullptr, nullptr, &size);
     check(pid_, command.front());
     if (pid_ == 0) {
-        become(command, parent);
+        become(command, parent, signals);
     }
 }
 

@@ -189,7 +189,7 @@ int run(const sim::small_program_t::words_t& /*words*/) {
         wait_for_server(unit);
         command.push_back(unit.address);
     }
-    int status = show_push(command, units, columns, live);
+    int status = is_interrupted != 0 ? interrupted : show_push(command, units, columns, live);
     for (auto& unit : units) {
         unit.process->end();
         if (is_interrupted != 0) {
