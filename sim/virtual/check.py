@@ -145,14 +145,19 @@ def check_push(check, program, shown_by, is_probe):
     states = [event.text.split(",")[0] for event in events[:reset] if event.source == "web"]
     states = [state for place, state in enumerate(states) if states[:place][-1:] != [state]]
     check.require([state for state in states if state != "idle"] == UPDATE, f"the status file showed {states}")
-    shown = {shown_by(event) for event in events[:reset]} - {None}
-    check.require(len(shown) >= 2 and max(shown) <= 100, f"the display showed the percentages {shown}")
+    shown = [percent for percent in map(shown_by, events[:reset]) if percent is not None]
+    check.require(shown == sorted(shown), f"the display's percentages went back: {shown}")
+    shown = sorted(set(shown))
+    # An LCD is compared with the status file meanwhile; its bar is as fine as its pixels.
+    published = range(101) if machine.display else {block * 100 // machine.blocks for block in range(1, machine.blocks + 1)}
+    check.require(len(shown) >= 2 and set(shown) <= set(published),
+                  f"the display showed the percentages {shown} of {sorted(published)}")
     told = [list(map(int, re.findall(r"\d+(?= begin| state| progress)", event.text))) for event in events[:reset]
             if event.source == "log" and "received: " in event.text]
     # Each pass tells a state and then a percentage; the engine may count between the two.
     check.require(told and told[-1][0] == 1 and told[-1][1] - told[-1][2] in (0, 1) and told[-1][2] >= 2 * len(shown),
                   f"notifications: {told[-3:]}")
-    check.fact(f"fwpush: an image of 1 MiB; status file {', '.join(states)}; display {', '.join(map(str, sorted(shown)))} %; "
+    check.fact(f"fwpush: an image of 1 MiB; status file {', '.join(states)}; display {', '.join(map(str, shown))} %; "
                f"notifications {told[-1][0]} begin, {told[-1][1]} state, {told[-1][2]} progress")
 
     check.require(ask("cat /proc/sys/kernel/random/boot_id") != boot, "the kernel did not start anew")

@@ -58,7 +58,7 @@ class Machine:
         processes.require("qemu-system-arm", "qemu-system-arm")
         if options.port:
             check_port(options.port)
-        self.kind, self.events = kind, Events()
+        self.kind, self.blocks, self.events = kind, options.blocks, Events()
         self.resets, self.last_console = 0, collections.deque(maxlen=12)
         self._replies, self._reply_came = {}, threading.Condition()
         self._closed = False
