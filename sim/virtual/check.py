@@ -238,7 +238,10 @@ def check_status_input(check):
         check.require(value == str(level), f"line 113 reads {value} when driven to {level}")
         driver = machine.shell.ask("unitctl gpio line")
         check.require(driver == ("on" if level else "off"), f"the driver reads {driver} when line 113 is driven to {level}")
-    check.fact("line 113, exported by the daemon, reads 1, 0, 1 as driven from outside, by sysfs and by the driver")
+        status = machine.shell.ask("unitctl gpio status")
+        check.require(status == ("off" if level else "on"), f"the status is {status} when line 113 is driven to {level}")
+    check.fact("line 113, exported by the daemon, reads 1, 0, 1 as driven from outside, by sysfs and by the driver; the "
+               "status input is its inverse")
 
 
 def check_panel_unit(check, fwpush):
