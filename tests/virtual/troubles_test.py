@@ -102,10 +102,12 @@ class Troubles(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             subprocess.check_call(["mount", "-t", "tmpfs", "-o", "size=1M", "tmpfs", folder])
             try:
-                result = subprocess.run([TREE / "sim" / "virtual" / "prepare", folder], capture_output=True, text=True)
+                results = [subprocess.run([TREE / "sim" / "virtual" / program, folder], capture_output=True, text=True)
+                           for program in ("prepare", "make_base")]
             finally:
                 subprocess.check_call(["umount", folder])
-        self.assert_told(result, "less than 1 GB of disk is free")
+        for result in results:
+            self.assert_told(result, "less than 1 GB of disk is free")
 
 
 if __name__ == "__main__":
