@@ -1,6 +1,7 @@
 """What scripts/virtual-unit says when it cannot do its work, and that it leaves nothing running."""
 import os
 import pathlib
+import shutil
 import signal
 import socket
 import subprocess
@@ -87,6 +88,36 @@ class Troubles(unittest.TestCase):
         end = time.monotonic() + 10
         while not all(gone(child) for child, _ in below) or os.listdir(units):
             self.assertLess(time.monotonic(), end, f"after signal {number}: {below}, {os.listdir(units)}")
+            time.sleep(0.1)
+
+    @unittest.skipIf(os.getuid() != 0, "makes an image")
+    def test_nothing_stays_of_an_image_half_made(self):
+        for number in signal.SIGKILL, signal.SIGTERM, signal.SIGHUP, signal.SIGINT:
+            with self.subTest(signal=number), tempfile.TemporaryDirectory() as folder:
+                self.end_while_packages_are_fetched(number, pathlib.Path(folder))
+
+    def end_while_packages_are_fetched(self, number, tree):
+        """In a tree where fetching begins with a process in a session of its own, and does not end."""
+        (tree / "scripts").mkdir()
+        shutil.copy(PROGRAM, tree / "scripts")
+        shutil.copytree(TREE / "sim" / "virtual", tree / "sim" / "virtual")
+        (tree / "sim" / "virtual" / "prepare").write_text('#!/bin/sh\n"${0%/*}/make_base" "$1"\ntrue\n')
+        fetching = tree / "mmdebstrap"
+        fetching.write_text(f'#!/bin/sh\nmkdir {tree}/out/virtual-unit/root\nsetsid sleep 1000 &\nsleep 1000\n')
+        fetching.chmod(0o755)
+        with subprocess.Popen([tree / "scripts" / "virtual-unit", "--plain"], stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL, preexec_fn=as_at_a_prompt,
+                              env=os.environ | {"PATH": f"{tree}:{os.environ['PATH']}"}) as process:
+            end, root, below = time.monotonic() + 30, tree / "out" / "virtual-unit" / "root", []
+            while sum(name == "sleep" for _, name in below) < 2 or not root.exists():
+                self.assertLess(time.monotonic(), end, f"started: {below}")
+                time.sleep(0.1)
+                below = descendants(process.pid)
+            process.send_signal(number)
+            process.wait(20)
+        end = time.monotonic() + 15
+        while not all(gone(child) for child, _ in below) or root.exists():
+            self.assertLess(time.monotonic(), end, f"after signal {number}: {below}, {list(root.parent.iterdir())}")
             time.sleep(0.1)
 
     @unittest.skipIf(os.getuid() != 0, "changes its user")
