@@ -120,19 +120,19 @@ void add_shapes(CLI::App& draw, session_t& session, const style_pointer_t& style
                                              lcd.fill_rect(x, y, x, y, with.value_or(io::graphics_t::ink));
                                          });
                                      });
-    add_command<std::vector<int>>(draw, "line", "Draws from point to point", {{{"POINTS", "X Y X Y ..."}}},
-                                  [&session, style](const std::vector<int>& points) {
-                                      if (points.size() < 4 || points.size() % 2 != 0) {
-                                          throw refusal_t{
-                                              "a line goes from X Y to X Y, and on to further points"};
-                                      }
-                                      draw_styled(session, *style, [&](io::graphics_t& lcd) {
-                                          lcd.move_to(points[0], points[1]);
-                                          for (std::size_t at = 2; at < points.size(); at += 2) {
-                                              lcd.line_to(points[at], points[at + 1]);
-                                          }
-                                      });
-                                  });
+    add_command<std::vector<int>>(
+        draw, "line", "Draws from point to point", {{{"POINTS", "X Y X Y ..."}}},
+        [&session, style](const std::vector<int>& points) {
+            if (points.size() < 4 || points.size() % 2 != 0) {
+                throw CLI::ValidationError{"POINTS", "a line goes from X Y to X Y, and on to further points"};
+            }
+            draw_styled(session, *style, [&](io::graphics_t& lcd) {
+                lcd.move_to(points[0], points[1]);
+                for (std::size_t at = 2; at < points.size(); at += 2) {
+                    lcd.line_to(points[at], points[at + 1]);
+                }
+            });
+        });
     add_command<int, int, int, int>(
         draw, "rectangle", "Draws an outline", {{{"X0", ""}, {"Y0", ""}, {"X1", ""}, {"Y1", ""}}},
         [&session, style](int x0, int y0, int x1, int y1) {

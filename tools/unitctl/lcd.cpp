@@ -37,7 +37,8 @@ void require_row(int row, bool is_page_stations) {
 
 struct screen_t {
     const char* name;
-    std::vector<const char*> arguments;
+    const char* help;
+    std::vector<operand_t> arguments;
     bool (*draw)(const texts_t& arguments);
 };
 
@@ -45,30 +46,63 @@ struct screen_t {
 const std::vector<screen_t>& screens() {
     using panel_t = io::front_panel_screens_t;
     static const std::vector<screen_t> all{
-        {"text", {}, [](const texts_t&) { return panel_t::clear_for_text(); }},
-        {"blank", {}, [](const texts_t&) { return panel_t::clear_screen(); }},
-        {"home", {}, [](const texts_t&) { return panel_t::home_screen(); }},
-        {"about", {}, [](const texts_t&) { return panel_t::about_screen(); }},
+        {"text",
+         "Empty, the drawing contexts as new",
+         {},
+         [](const texts_t&) { return panel_t::clear_for_text(); }},
+        {"blank", "Empty", {}, [](const texts_t&) { return panel_t::clear_screen(); }},
+        {"home", "Empty, under the title HOME", {}, [](const texts_t&) { return panel_t::home_screen(); }},
+        {"about",
+         "Empty, under a title, for about-info",
+         {},
+         [](const texts_t&) { return panel_t::about_screen(); }},
         {"about-info",
-         {"MODEL", "VERSION"},
+         "Two rows for the about screen; clears nothing",
+         {{"MODEL", "UTF-8"}, {"VERSION", "UTF-8; shortened to fit"}},
          [](const texts_t& a) { return panel_t::about_info(a[0], a[1]); }},
-        {"clear-settings", {}, [](const texts_t&) { return panel_t::clear_settings_screen(); }},
+        {"clear-settings",
+         "Empty, under a title, for countdown",
+         {},
+         [](const texts_t&) { return panel_t::clear_settings_screen(); }},
         {"countdown",
-         {"ROW", "SECONDS"},
+         "Clears a row and writes what will happen when",
+         {{"ROW", "1 clear settings, 2 factory state, any other a level"}, {"SECONDS", "0 is done"}},
          [](const texts_t& a) { return panel_t::countdown_row(number_of(a[0]), number_of(a[1])); }},
-        {"card-slots", {}, [](const texts_t&) { return panel_t::card_slots_screen(); }},
+        {"card-slots",
+         "Empty, under a title, for slot-names",
+         {},
+         [](const texts_t&) { return panel_t::card_slots_screen(); }},
         {"slot-names",
-         {"FIRST", "A", "B", "C", "D"},
+         "Four rows for the card slots; a unit with one slot shows the first name alone",
+         {{"FIRST", "Letter of the first: 0 is A, 1 is B"},
+          {"A", "Not shortened"},
+          {"B", "Not shortened"},
+          {"C", "Not shortened"},
+          {"D", "Not shortened"}},
          [](const texts_t& a) { return panel_t::slot_names(number_of(a[0]), a[1], a[2], a[3], a[4]); }},
-        {"update-notice", {"TEXT"}, [](const texts_t& a) { return panel_t::update_notice(a[0]); }},
+        {"update-notice",
+         "Three rows, the last one the text",
+         {{"TEXT", "UTF-8; shortened to fit"}},
+         [](const texts_t& a) { return panel_t::update_notice(a[0]); }},
         {"design-info",
-         {"NAME", "DESIGN", "STATUS"},
+         "Three rows; clears nothing",
+         {{"NAME", "Shortened to fit"}, {"DESIGN", "Shortened to fit"}, {"STATUS", "Shortened to fit"}},
          [](const texts_t& a) { return panel_t::design_info(a[0], a[1], a[2]); }},
         {"network-info",
-         {"TITLE", "IP", "MASK", "GATEWAY"},
+         "A title and three rows",
+         {{"TITLE", "Not shortened"},
+          {"IP", "Not shortened"},
+          {"MASK", "Not shortened"},
+          {"GATEWAY", "Not shortened"}},
          [](const texts_t& a) { return panel_t::network_info(a[0], a[1], a[2], a[3]); }},
-        {"level-meter", {"LEVEL"}, [](const texts_t& a) { return panel_t::level_meter(number_of(a[0])); }},
-        {"rebooting", {}, [](const texts_t&) { return panel_t::rebooting_screen(); }},
+        {"level-meter",
+         "A framed column, filled from below",
+         {{"LEVEL", "The line up to which: 10 (full) to 53 (empty)"}},
+         [](const texts_t& a) { return panel_t::level_meter(number_of(a[0])); }},
+        {"rebooting",
+         "That the unit restarts",
+         {},
+         [](const texts_t&) { return panel_t::rebooting_screen(); }},
     };
     return all;
 }
@@ -77,9 +111,10 @@ void add_screens(CLI::App& lcd, session_t& session) {
     auto& group = add_group(lcd, "screen", "Draws a screen of the front panel");
     for (const auto& screen : screens()) {
         const auto arguments = std::make_shared<texts_t>(screen.arguments.size());
-        auto& command = *group.add_subcommand(screen.name);
+        auto& command = *group.add_subcommand(screen.name, screen.help);
         for (std::size_t i = 0; i < arguments->size(); ++i) {
-            command.add_option(screen.arguments[i], arguments->at(i))->required();
+            const auto& [name, help] = screen.arguments[i];
+            command.add_option(name, arguments->at(i), help)->required();
         }
         command.callback([&session, &screen, arguments] {
             static_cast<void>(session.front_panel());

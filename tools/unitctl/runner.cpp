@@ -22,6 +22,15 @@ constexpr const char* description = "Every operation of a unit's drivers by hand
                                     "Resets nothing unless a command says so.";
 constexpr const char* footer = "Exit status: 0 done, 1 refused or failed, 2 wrong usage.";
 
+/// Help of all commands that goes down to the last of them; the library's own stops below the first group.
+class whole_help_t : public CLI::Formatter {
+  public:
+    [[nodiscard]] std::string make_subcommands(const CLI::App* app, CLI::AppFormatMode mode) const override {
+        const bool is_below = mode == CLI::AppFormatMode::Sub;
+        return CLI::Formatter::make_subcommands(app, is_below ? CLI::AppFormatMode::All : mode);
+    }
+};
+
 /// What a command line sets for itself alone.
 class restored_settings_t {
   public:
@@ -98,6 +107,7 @@ int runner_t::report(int status, const std::string& text) const {
 }
 
 void runner_t::add_commands(CLI::App& app) {
+    app.formatter(std::make_shared<whole_help_t>());
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(footer);
