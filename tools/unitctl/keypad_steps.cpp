@@ -84,6 +84,10 @@ void add_lines(CLI::App& keypad, session_t& session) {
                     static_cast<void>(session.page_station());
                     std::printf("%d\n", io::keypad_lines().sdata() ? 1 : 0);
                 });
+    add_command(line, "shadow", "Prints the word that this process has written last", {}, [&session] {
+        static_cast<void>(session.page_station());
+        std::printf("%08x\n", io::keypad_lines().line_shadow());
+    });
     line.footer("The outputs cannot be read back: each process begins with all of them 0.");
 }
 
@@ -147,6 +151,59 @@ void add_block_steps(CLI::App& step, session_t& session) {
         });
 }
 
+/// The bits of a text of 0 and 1, eight a byte, the first one on top.
+std::vector<std::uint8_t> bits_of(const std::string& text) {
+    if (text.empty() || text.find_first_not_of("01") != std::string::npos) {
+        throw CLI::ValidationError{"BITS", "bits are a word of 0 and 1"};
+    }
+    std::vector<std::uint8_t> bytes((text.size() + 7) / 8);
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '1') {
+            bytes[at / 8] = static_cast<std::uint8_t>(bytes[at / 8] | 0x80U >> at % 8);
+        }
+    }
+    return bytes;
+}
+
+void add_sending(CLI::App& bit, session_t& session) {
+    add_command<std::uint8_t, std::optional<unsigned>>(
+        bit, "byte", "Sends a byte, or its top bits; SDATA has to be driven",
+        {{{"BYTE", "0 to 255"}, {"COUNT", "How many of its bits, 1 to 8 (8)"}}},
+        [&session](std::uint8_t byte, const std::optional<unsigned>& count) {
+            if (count.value_or(8) < 1 || count.value_or(8) > 8) {
+                throw refusal_t{"a byte has 1 to 8 bits"};
+            }
+            programming(session).SendByte(byte, count.value_or(8));
+        });
+    add_command<std::string>(bit, "vector", "Drives SDATA, sends bits and releases SDATA",
+                             {{{"BITS", "0 and 1, the first one first"}}},
+                             [&session](const std::string& text) {
+                                 const auto bits = bits_of(text);
+                                 programming(session).SendVector(bits, text.size());
+                             });
+    add_command<unsigned>(bit, "clock", "Makes SCLK 0 and 1 so many times; leaves it 1",
+                          {{{"COUNT", "1 to 10000"}}}, [&session](unsigned count) {
+                              if (count < 1 || count > 10'000) {
+                                  throw refusal_t{"there are 1 to 10000 clocks at once"};
+                              }
+                              programming(session).RunClock(count);
+                          });
+}
+
+void add_receiving(CLI::App& bit, session_t& session) {
+    add_command(bit, "read", "Makes a clock and prints the bit that the controller sends", {},
+                [&session] { std::printf("%d\n", programming(session).bReceiveBit() ? 1 : 0); });
+    add_command(bit, "read-byte", "Prints the byte that the controller sends", {},
+                [&session] { std::printf("0x%02x\n", programming(session).bReceiveByte()); });
+    add_command(bit, "wait",
+                "Waits until SDATA has gone high and low again, which ends what it was told to do", {},
+                [&session] {
+                    if (programming(session).fDetectHiLoTransition() != 0) {
+                        throw refusal_t{"SDATA did not go high and low again"};
+                    }
+                });
+}
+
 }  // namespace
 
 void add_keypad_steps(CLI::App& keypad, session_t& session) {
@@ -155,6 +212,10 @@ void add_keypad_steps(CLI::App& keypad, session_t& session) {
     step.footer("enter comes first, restart last; in between the controller does not report keys.");
     add_plain_steps(step, session);
     add_block_steps(step, session);
+    auto& bit = add_group(keypad, "bit", "What its programming's steps are made of, in a script");
+    bit.footer("keypad step enter comes first; before a byte sent, keypad line sdata-drive.");
+    add_sending(bit, session);
+    add_receiving(bit, session);
 }
 
 }  // namespace tools::unitctl

@@ -15,8 +15,8 @@ constexpr auto step_time = 300ms;
 
 io::front_panel_t& panel_with_leds(session_t& session) {
     auto& panel = session.front_panel();
-    if (io::system_t::platform_id() == io::platform_tables::platform_without_led_image) {
-        throw refusal_t{"this unit's front panel takes no LEDs' states"};
+    if (io::system_t::platform_id() == io::platform_tables::platform_without_led_image && !session.force) {
+        throw refusal_t{"this unit's front panel takes no LEDs' states; --force repeats its last transfer"};
     }
     return panel;
 }

@@ -84,7 +84,7 @@ std::byte* spi_at(session_t& session, const std::string& text) {
     return address_of(session, is_offset ? named_place(text, false) : *block, length);
 }
 
-void transfer(session_t& session, const std::string& text, io::spi_t& spi,
+void transfer(session_t& session, const std::string& text, io::spi_t& spi, bool reads,
               const std::vector<std::uint16_t>& words) {
     auto* const registers = spi_at(session, text);
     if (words.size() > spi.transmit.size() || spi.bit_count > 16 * spi.receive.size()) {
@@ -92,8 +92,11 @@ void transfer(session_t& session, const std::string& text, io::spi_t& spi,
     }
     session.claim_display();
     std::ranges::copy(words, spi.transmit.begin());
-    if (!spi.set_base(registers) || !spi.transfer(true)) {
+    if (!spi.set_base(registers) || !spi.transfer(reads)) {
         throw refusal_t{""};
+    }
+    if (!reads) {
+        return;
     }
     for (std::size_t i = 0; i < (spi.bit_count + 15) / 16; ++i) {
         std::printf("%s%04x", i == 0 ? "" : " ", spi.receive.at(i));
@@ -105,6 +108,9 @@ void add_spi(CLI::App& reg, session_t& session) {
     struct settings_t {
         std::uint32_t rate = 1'000'000;
         std::uint32_t mode = 0;
+        bool option_a = false;
+        bool option_b = false;
+        bool reads_nothing = false;
     };
     const auto settings = std::make_shared<settings_t>();
     auto& spi = add_command<std::string, std::uint32_t, std::vector<std::uint16_t>>(
@@ -118,11 +124,16 @@ void add_spi(CLI::App& reg, session_t& session) {
             controller.bit_count = bits;
             controller.bit_rate = settings->rate;
             controller.mode = settings->mode;
-            transfer(session, text, controller, words);
+            controller.option_a = settings->option_a ? 1 : 0;
+            controller.option_b = settings->option_b ? 1 : 0;
+            transfer(session, text, controller, !settings->reads_nothing, words);
         });
     spi.add_option("--rate", settings->rate, "Bits per second (1000000)")->transform(decimal_unless_0x());
     spi.add_option("--mode", settings->mode, "Clock polarity and phase, 0 to 3 (0)")
         ->transform(decimal_unless_0x());
+    spi.add_flag("--option-a", settings->option_a, "Set bit 5 of the control register");
+    spi.add_flag("--option-b", settings->option_b, "Set bit 6 of the control register");
+    spi.add_flag("--no-read", settings->reads_nothing, "Leave the words received where they are");
 }
 
 void list() {
