@@ -120,15 +120,22 @@ void add_shapes(CLI::App& draw, session_t& session, const style_pointer_t& style
                                              lcd.fill_rect(x, y, x, y, with.value_or(io::graphics_t::ink));
                                          });
                                      });
+    add_command<int, int>(draw, "move", "Puts the pen down at a point, in a script",
+                          {{{"X", "0 to 239"}, {"Y", "0 to 63"}}},
+                          [&session, style](int x, int y) { styled(session, *style).move_to(x, y); });
     add_command<std::vector<int>>(
-        draw, "line", "Draws from point to point", {{{"POINTS", "X Y X Y ..."}}},
-        [&session, style](const std::vector<int>& points) {
-            if (points.size() < 4 || points.size() % 2 != 0) {
+        draw, "line", "Draws from point to point; with one point from where the pen stands",
+        {{{"POINTS", "X Y X Y ..."}}}, [&session, style](const std::vector<int>& points) {
+            if (points.empty() || points.size() % 2 != 0) {
                 throw CLI::ValidationError{"POINTS", "a line goes from X Y to X Y, and on to further points"};
             }
             draw_styled(session, *style, [&](io::graphics_t& lcd) {
-                lcd.move_to(points[0], points[1]);
-                for (std::size_t at = 2; at < points.size(); at += 2) {
+                std::size_t at = 0;
+                if (points.size() > 2) {
+                    lcd.move_to(points[0], points[1]);
+                    at = 2;
+                }
+                for (; at < points.size(); at += 2) {
                     lcd.line_to(points[at], points[at + 1]);
                 }
             });
