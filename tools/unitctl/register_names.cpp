@@ -12,7 +12,8 @@ namespace tools::unitctl {
 
 namespace {
 
-constexpr std::size_t area_c = 0x3C000;  ///< of the shared region
+constexpr std::size_t area_c = 0x3C000;      ///< of the shared region
+constexpr std::size_t panel_words = 0x59A4;  ///< of area C; no driver uses them
 
 /// Fills the list from the maps of the drivers' registers.
 class list_t {
@@ -94,6 +95,7 @@ void add_shared_region(list_t& list) {
     list.add_shared("shared.area_b", 0x1E000);
     list.add_shared("shared.area_c", area_c);
     list.add_shared("shared.slot_channel_states", area_c + panel::slot_channel_states);
+    list.add_shared_words("shared.front_panel_word", area_c + panel_words, 2);
     list.add_shared_words("shared.button_releases", area_c + panel::button_releases, 3);
     list.add_shared_words("shared.button_presses", area_c + panel::button_presses, 3);
     list.add_shared("shared.controller_status", area_c + io::control_regs::shared_status);
