@@ -200,7 +200,8 @@ void add_drawing_commands(CLI::App& lcd, session_t& session) {
         "--context, --viewport, --font and --mode (lcd draw --help) go with every one of these commands\nand "
         "stay for the following commands of a script. What a command changed goes to the "
         "glass as "
-        "the\nrectangle around it; what another process had drawn in there is paper then.");
+        "the\nrectangle around it; what another process had drawn in there is paper then.\n"
+        "A text that begins with \"-\" goes behind \"--\".");
     const auto style = add_style(draw);
     add_shapes(draw, session, style);
     add_writing(draw, session, style);

@@ -20,7 +20,8 @@ namespace {
 constexpr const char* description = "Every operation of a unit's drivers by hand: is the panel found, does "
                                     "each LED light, do the keys report.\n"
                                     "Resets nothing unless a command says so.";
-constexpr const char* footer = "Exit status: 0 done, 1 refused or failed, 2 wrong usage.";
+constexpr const char* footer = "A text that begins with \"-\" goes behind \"--\": lcd text 0 -- -hello\nExit "
+                               "status: 0 done, 1 refused or failed, 2 wrong usage.";
 
 /// Help of all commands that goes down to the last of them; the library's own stops below the first group.
 class whole_help_t : public CLI::Formatter {
