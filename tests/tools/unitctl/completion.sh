@@ -42,4 +42,10 @@ cd "$(dirname "$2")" || exit 1
 completes "unitctl" run unit
 completes "unitctl" lcd start --picture unit
 completes "unitctl" keypad check uni
+completes "unitctl" keypad step compare 0 uni
+completes "front_panel.control" reg read front_panel.c
+completes "unit.pulse" --unit card-frame reg write unit.p
+completes "front_panel.spi page_station.spi controller.spi" reg spi ""
+completes "on off" level output ""
+completes "off" led a 3 of
 exit $failed
