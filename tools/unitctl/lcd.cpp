@@ -42,36 +42,30 @@ struct screen_t {
     bool (*draw)(const texts_t& arguments);
 };
 
+// A screen without arguments.
+template <bool (*draw)()>
+bool drawn(const texts_t& /*none*/) {
+    return draw();
+}
+
 /// Every screen of the front panel.
 const std::vector<screen_t>& screens() {
     using panel_t = io::front_panel_screens_t;
     static const std::vector<screen_t> all{
-        {"text",
-         "Empty, the drawing contexts as new",
-         {},
-         [](const texts_t&) { return panel_t::clear_for_text(); }},
-        {"blank", "Empty", {}, [](const texts_t&) { return panel_t::clear_screen(); }},
-        {"home", "Empty, under the title HOME", {}, [](const texts_t&) { return panel_t::home_screen(); }},
-        {"about",
-         "Empty, under a title, for about-info",
-         {},
-         [](const texts_t&) { return panel_t::about_screen(); }},
+        {"text", "Empty, the drawing contexts as new", {}, drawn<panel_t::clear_for_text>},
+        {"blank", "Empty", {}, drawn<panel_t::clear_screen>},
+        {"home", "Empty, under the title HOME", {}, drawn<panel_t::home_screen>},
+        {"about", "Empty, under a title, for about-info", {}, drawn<panel_t::about_screen>},
         {"about-info",
          "Two rows for the about screen; clears nothing",
          {{"MODEL", "UTF-8"}, {"VERSION", "UTF-8; shortened to fit"}},
          [](const texts_t& a) { return panel_t::about_info(a[0], a[1]); }},
-        {"clear-settings",
-         "Empty, under a title, for countdown",
-         {},
-         [](const texts_t&) { return panel_t::clear_settings_screen(); }},
+        {"clear-settings", "Empty, under a title, for countdown", {}, drawn<panel_t::clear_settings_screen>},
         {"countdown",
          "Clears a row and writes what will happen when",
          {{"ROW", "1 clear settings, 2 factory state, any other a level"}, {"SECONDS", "0 is done"}},
          [](const texts_t& a) { return panel_t::countdown_row(number_of(a[0]), number_of(a[1])); }},
-        {"card-slots",
-         "Empty, under a title, for slot-names",
-         {},
-         [](const texts_t&) { return panel_t::card_slots_screen(); }},
+        {"card-slots", "Empty, under a title, for slot-names", {}, drawn<panel_t::card_slots_screen>},
         {"slot-names",
          "Four rows for the card slots; a unit with one slot shows the first name alone",
          {{"FIRST", "Letter of the first: 0 is A, 1 is B"},
@@ -99,10 +93,7 @@ const std::vector<screen_t>& screens() {
          "A framed column, filled from below",
          {{"LEVEL", "The line up to which: 10 (full) to 53 (empty)"}},
          [](const texts_t& a) { return panel_t::level_meter(number_of(a[0])); }},
-        {"rebooting",
-         "That the unit restarts",
-         {},
-         [](const texts_t&) { return panel_t::rebooting_screen(); }},
+        {"rebooting", "That the unit restarts", {}, drawn<panel_t::rebooting_screen>},
     };
     return all;
 }
