@@ -25,8 +25,8 @@ void add_alert(CLI::App& app, session_t& session) {
 }
 
 io::control_t& controller_with(session_t& session, session_t::platforms_t platforms, const char* what) {
-    if (!session.is_on(platforms)) {
-        throw refusal_t{std::string{"this unit has no "} + what};
+    if (!session.is_on(platforms) && !session.force) {
+        throw refusal_t{std::string{"this unit has no "} + what + "; --force asks the driver all the same"};
     }
     return session.controller();
 }
@@ -130,6 +130,17 @@ void add_controller_commands(CLI::App& app, session_t& session) {
                     session.open();
                     return io::control().initialise(true);
                 });
+    add_command<std::optional<bool>>(
+        controller, "enabled",
+        "Prints or sets the flag that the controllers of the platforms go by, in a script",
+        {{{"on|off", ""}}}, [&session](const std::optional<bool>& on) {
+            auto& driver = session.controller();
+            if (on) {
+                driver.set_enabled(*on);
+            } else {
+                std::puts(driver.enabled() ? "on" : "off");
+            }
+        });
     add_command(controller, "revision", "Prints the hardware's revision", {}, [&session] {
         std::uint32_t revision = 0;
         const bool read = session.controller().get_hardware_revision(revision);

@@ -23,18 +23,19 @@ struct mode_name_t {
     std::string_view name;
     std::uint32_t bits;
 };
+// One that holds another's bits stands before it.
 constexpr std::array mode_names{
     mode_name_t{"plain", 0},
     mode_name_t{"inverse", io::drawing_mode::inverse},
     mode_name_t{"no-wrap", io::drawing_mode::no_wrap},
     mode_name_t{"no-wrap-at-bottom", io::drawing_mode::no_wrap_at_bottom},
-    mode_name_t{"every-line", io::drawing_mode::align_every_line},
+    mode_name_t{"centre", io::drawing_mode::align_centre},
     mode_name_t{"left", io::drawing_mode::align_left},
     mode_name_t{"right", io::drawing_mode::align_right},
-    mode_name_t{"centre", io::drawing_mode::align_centre},
+    mode_name_t{"every-line", io::drawing_mode::align_every_line},
+    mode_name_t{"middle", io::drawing_mode::align_middle},
     mode_name_t{"top", io::drawing_mode::align_top},
     mode_name_t{"bottom", io::drawing_mode::align_bottom},
-    mode_name_t{"middle", io::drawing_mode::align_middle},
 };
 constexpr const char* mode_help =
     "Joined by commas: inverse, no-wrap, no-wrap-at-bottom, left, right, centre, "
@@ -59,6 +60,17 @@ std::uint32_t mode_of(std::string_view text) {
         text.remove_prefix(std::min(text.size(), word.size() + 1));
     }
     return mode;
+}
+
+std::string name_of(std::uint32_t mode) {
+    std::string text;
+    for (const auto& [name, bits] : mode_names) {
+        if (bits != 0 && (mode & bits) == bits) {
+            text += (text.empty() ? "" : ",") + std::string{name};
+            mode &= ~bits;
+        }
+    }
+    return text.empty() ? "plain" : text;
 }
 
 const io::font_t* font_of(std::string_view name) {
@@ -205,6 +217,12 @@ void add_drawing_commands(CLI::App& lcd, session_t& session) {
     const auto style = add_style(draw);
     add_shapes(draw, session, style);
     add_writing(draw, session, style);
+    add_command<std::string>(draw, "mode",
+                             "Sets the current context's mode and prints the one before, in a script",
+                             {{{"MODE", mode_help}}}, [&session, style](const std::string& mode) {
+                                 const auto before = styled(session, *style).set_mode(mode_of(mode));
+                                 std::puts(name_of(before).c_str());
+                             });
     add_command(draw, "hold", "Keeps what is drawn from the glass, in a script", {}, [&session, style] {
         if (!styled(session, *style).begin_update()) {
             std::puts("it is held already");

@@ -7,7 +7,7 @@
 /// and print what it gives.
 namespace tools::unitctl {
 
-/// What the unit is and what answers on it.
+/// What the unit is and what answers on it; the names of all platforms.
 void add_info_command(CLI::App& app, session_t& session);
 /// Alert, lamps, fans, temperature, level, outputs.
 void add_controller_commands(CLI::App& app, session_t& session);
@@ -31,5 +31,7 @@ void add_serial_commands(CLI::App& app, session_t& session);
 void add_port_commands(CLI::App& app, session_t& session);
 /// Registers by name or offset.
 void add_register_commands(CLI::App& app, session_t& session);
+/// Attribute files of the kernel.
+void add_attribute_commands(CLI::App& app, session_t& session);
 
 }  // namespace tools::unitctl

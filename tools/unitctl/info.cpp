@@ -99,7 +99,7 @@ long display_revision(session_t& session) {
 void add_display(facts_t& facts, session_t& session) {
     const bool has_panel = io::front_panel_t::is_supported();
     const bool has_station = io::system_t::is_page_station();
-    const bool has_serial = io::system_t::platform_id() == io::platform_tables::serial_panel_platform;
+    const bool has_serial = io::serial_panel().init(false);
     facts.push_back({"display", "Display",
                      std::string{has_panel     ? "LCD front panel"
                                  : has_station ? "page station"
@@ -209,6 +209,15 @@ void print_json(const facts_t& facts) {
     std::puts(text.GetString());
 }
 
+/// All platforms by id and name; this unit's own is marked.
+void print_platforms(session_t& session) {
+    session.open();
+    for (std::uint32_t id = 1; id < io::platform_tables::display_names.size(); ++id) {
+        std::printf("%s%3u  %s\n", id == io::system_t::platform_id() ? "*" : " ", id,
+                    io::system_t::platform_display_name(id));
+    }
+}
+
 }  // namespace
 
 void add_info_command(CLI::App& app, session_t& session) {
@@ -221,6 +230,8 @@ void add_info_command(CLI::App& app, session_t& session) {
             print_screen(facts);
         }
     }).add_flag("--json", *as_json, "As one JSON object");
+    add_command(app, "platforms", "Lists the platforms; a \"*\" marks this unit's", {},
+                [&session] { print_platforms(session); });
 }
 
 }  // namespace tools::unitctl

@@ -1,3 +1,4 @@
+#include "io/keypad/intel_hex.h"
 #include "io/keypad/issp.h"
 #include "io/keypad/keypad_update.h"
 #include "platform/paths.h"
@@ -57,6 +58,16 @@ void require(io::issp_result_e result, const char* what) {
     }
 }
 
+using file_t = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+file_t open_image(const std::string& path) {
+    file_t file{std::fopen(zel::system_path(path).c_str(), "re"), &std::fclose};
+    if (!file) {
+        throw refusal_t{"cannot open " + path};
+    }
+    return file;
+}
+
 void check(session_t& session, const std::string& path) {
     static_cast<void>(session.page_station());
     std::uint16_t wanted = 0;
@@ -104,14 +115,23 @@ bool reset(session_t& session) {
     return station.set_keypad_run(true);
 }
 
+/// Prints what stands in an image, record by record, up to its end or the first line that is no record.
+void print_records(const std::string& path) {
+    const auto file = open_image(path);
+    io::ihex_record record;
+    auto result = io::read_record(&record, file.get());
+    for (; result == io::ihex_result_e::success; result = io::read_record(&record, file.get())) {
+        io::print_record(record);
+    }
+    if (result != io::ihex_result_e::end_of_file) {
+        throw refusal_t{"the next line of " + path + " is no record; hextool check tells why"};
+    }
+}
+
 }  // namespace
 
 io::keypad_image_t read_image(const std::string& path, std::uint16_t& sum) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file{
-        std::fopen(zel::system_path(path).c_str(), "re"), &std::fclose};
-    if (!file) {
-        throw refusal_t{"cannot open " + path};
-    }
+    const auto file = open_image(path);
     io::keypad_image_t image{};
     sum = 0;
     if (io::read_keypad_image(file.get(), image, sum).fault != io::keypad_image_fault_e::none) {
@@ -134,6 +154,11 @@ void add_keypad_commands(CLI::App& app, session_t& session) {
                                             "ends it before. In a script the second update always programs",
                                             {{image}}, [&session](const std::optional<std::string>& path) {
                                                 return update(session, image_or_units(path));
+                                            });
+    add_command<std::optional<std::string>>(keypad, "records", "Prints the records of an image", {{image}},
+                                            [&session](const std::optional<std::string>& path) {
+                                                session.open();
+                                                print_records(image_or_units(path));
                                             });
     add_command(keypad, "reset", "Resets the controller", {}, [&session] { return reset(session); });
     add_command<bool>(keypad, "run", "Lets the controller run, or holds it in reset", {{{"on|off", ""}}},

@@ -31,6 +31,8 @@ constexpr std::array data_bits{named_t<zel::data_bits_e>{"7", zel::data_bits_e::
 constexpr std::array parities{named_t<zel::parity_e>{"none", zel::parity_e::none},
                               named_t<zel::parity_e>{"odd", zel::parity_e::odd},
                               named_t<zel::parity_e>{"even", zel::parity_e::even}};
+constexpr std::array stops{named_t<zel::stop_bits_e>{"1", zel::stop_bits_e::one},
+                           named_t<zel::stop_bits_e>{"2", zel::stop_bits_e::two}};
 constexpr std::array flows{named_t<zel::flow_control_e>{"none", zel::flow_control_e::none},
                            named_t<zel::flow_control_e>{"software", zel::flow_control_e::software},
                            named_t<zel::flow_control_e>{"hardware", zel::flow_control_e::hardware}};
@@ -107,17 +109,17 @@ void add_settings(CLI::App& group, session_t& session) {
         {{{"SPEED", "1200 to 230400 bit/s; the panel's is 115200"},
           {"DATA", "7 or 8 bits"},
           {"PARITY", "none, odd or even"},
-          {"STOP", "1; with two stop bits the driver stops the line"},
+          {"STOP", "1; 2, which stops the line, with --force alone"},
           {"FLOW", "none, software or hardware"}}},
         [&session](text_t speed, text_t data, text_t parity, text_t stop, text_t flow) {
-            if (stop != "1") {
-                throw refusal_t{"STOP is 1: with two stop bits the driver stops the line"};
+            const auto stop_bits = value_of(stops, "STOP", stop);
+            if (stop_bits == zel::stop_bits_e::two && !session.force) {
+                throw refusal_t{"with two stop bits the driver stops the line; --force does it all the same"};
             }
             zel::serial_port port;
             open(session, port);
             port.configure(value_of(speeds, "SPEED", speed), value_of(data_bits, "DATA", data),
-                           value_of(parities, "PARITY", parity), zel::stop_bits_e::one,
-                           value_of(flows, "FLOW", flow));
+                           value_of(parities, "PARITY", parity), stop_bits, value_of(flows, "FLOW", flow));
         });
     struct change_t {
         const char* name;
@@ -161,6 +163,24 @@ void add_port_commands(CLI::App& app, session_t& session) {
             open(session, port);
             port.send_break(duration.value_or(0));
         });
+    add_command<std::string>(group, "text", "Sends a text", {{{"TEXT", "Byte by byte, without a line end"}}},
+                             [&session](const std::string& text) {
+                                 zel::serial_port port;
+                                 open(session, port);
+                                 port.write(text.c_str(), -1);
+                             });
+    const auto for_output = std::make_shared<bool>(false);
+    add_command<std::optional<double>>(
+        group, "wait", "Waits for the line as the driver does: the whole time, and finds nothing ready",
+        {{{"SECONDS", "How long (1)"}}},
+        [&session, for_output](const std::optional<double>& seconds) {
+            zel::serial_port port;
+            open(session, port);
+            double left_ms = seconds.value_or(1) * 1000;
+            const bool ready = port.wait(left_ms, !*for_output, *for_output);
+            std::printf("%s, %.0f ms left\n", ready ? "ready" : "not ready", left_ms);
+        })
+        .add_flag("--output", *for_output, "For room to send rather than for bytes that come");
     struct sending_t {
         std::optional<double> answer_seconds;
     };

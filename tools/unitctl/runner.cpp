@@ -52,6 +52,13 @@ class restored_settings_t {
     trace_e trace_;
 };
 
+/// Such as "-hello", of which the library would take the "-h" and leave the rest: no other option has one
+/// letter. Numbers may begin with a "-".
+bool is_no_option(const std::string& word) {
+    return word.size() > 1 && word[0] == '-' && word[1] != '-' && word != "-h" &&
+           (word[1] < '0' || word[1] > '9');
+}
+
 /// The commands that may stand behind the words given, when these are such as "alert" and not a command yet.
 std::string commands_below(const CLI::App& app) {
     const auto* last = &app;
@@ -68,6 +75,11 @@ std::string commands_below(const CLI::App& app) {
 }  // namespace
 
 int runner_t::run(const words_t& words) {
+    const auto end_of_options = std::ranges::find(words, "--");
+    const auto strange = std::find_if(words.begin(), end_of_options, is_no_option);
+    if (strange != end_of_options) {
+        return report(bad_usage, *strange + R"( is no option; a text that begins with "-" goes behind "--")");
+    }
     const restored_settings_t restored{session_};
     CLI::App app{description, "unitctl"};
     add_commands(app);
@@ -114,7 +126,8 @@ void runner_t::add_commands(CLI::App& app) {
     app.footer(footer);
     app.set_help_all_flag("--help-all", "Print the help of every command and exit");
     app.set_version_flag("--version", std::string{zel::version_text()});
-    app.add_flag("--force", session_.force, "Go on although the daemon holds the display");
+    app.add_flag("--force", session_.force,
+                 "Go on although the daemon holds the display, or the unit is known to have no such device");
     app.add_flag("--cold", session_.cold, "Use the drivers without bringing them up first");
     app.add_flag_callback(
         "--trace", [this] { session_.set_trace(trace_e::all); }, "Print every access to device memory");
@@ -133,6 +146,7 @@ void runner_t::add_commands(CLI::App& app) {
     add_serial_commands(app, session_);
     add_port_commands(app, session_);
     add_register_commands(app, session_);
+    add_attribute_commands(app, session_);
     if (extension_) {
         extension_(app, session_);
     }

@@ -116,7 +116,7 @@ io::io_lx4s_t& session_t::serial_panel() {
     claim_display();
     auto& panel = io::serial_panel();
     if (!cold && !serial_up_) {
-        if (!panel.init(true)) {
+        if (!(force ? panel.open() : panel.init(true))) {
             throw refusal_t{"this unit has no serial panel, or none that answers"};
         }
         serial_up_ = true;

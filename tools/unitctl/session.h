@@ -24,7 +24,7 @@ enum class trace_e { off, count, all };
 class session_t {
   public:
     // Of the command at hand
-    bool force = false;  ///< go on although the daemon holds the display
+    bool force = false;  ///< go on although the daemon holds the display, or this unit has no such device
     bool cold = false;   ///< hand drivers out as they are, without a bring-up
     [[nodiscard]] trace_e trace() const { return trace_; }
     void set_trace(trace_e trace);

@@ -42,6 +42,7 @@ cd "$(dirname "$2")" || exit 1
 completes "unitctl" run unit
 completes "unitctl" lcd start --picture unit
 completes "unitctl" keypad check uni
+completes "unitctl" keypad records uni
 completes "unitctl" keypad step compare 0 uni
 completes "front_panel.control" reg read front_panel.c
 completes "unit.pulse" --unit card-frame reg write unit.p
