@@ -91,7 +91,8 @@ void add_surroundings(CLI::App& board) {
     add_command<std::uint32_t>(
         board, "sensor-bits", "The two bits behind its reading, both set in a healthy one",
         {{{"BITS", "0 to 3"}}}, [](std::uint32_t bits) { controller().sensor.status_bits = bits; });
-    add_command<unsigned, double>(board, "fan", "How fast a fan turns", {{{"FAN", "0 or 1"}, {"RPM", ""}}},
+    add_command<unsigned, double>(board, "fan", "How fast a fan turns",
+                                  {{{"FAN", "0 or 1"}, {"RPM", "Revolutions per minute; 0 stands"}}},
                                   [](unsigned fan, double rpm) {
                                       if (fan > 1) {
                                           throw refusal_t{"there are two fans"};
@@ -103,17 +104,18 @@ void add_surroundings(CLI::App& board) {
                                [](std::uint32_t lines) { controller().input_lines = lines; });
     add_command<bool>(board, "status", "The status input", {{{"on|off", ""}}},
                       [](bool on) { controller().status_input = on; });
-    add_command<std::uint32_t>(board, "revision", "The hardware's revision", {{{"REVISION", ""}}},
+    add_command<std::uint32_t>(board, "revision", "The hardware's revision", {{{"REVISION", "0 to 255"}}},
                                [](std::uint32_t revision) { controller().revision = revision; });
-    add_command<std::uint32_t>(board, "word", "A page station's input register", {{{"WORD", ""}}},
+    add_command<std::uint32_t>(board, "word", "A page station's input register", {{{"WORD", "32 bits"}}},
                                [](std::uint32_t word) { station().inputs = word; });
-    add_command<bool, bool>(board, "bits", "A page station's inputs 3 and 4", {{{"BIT3", ""}, {"BIT4", ""}}},
-                            [](bool bit3, bool bit4) {
+    add_command<bool, bool>(board, "bits", "A page station's inputs 3 and 4",
+                            {{{"BIT3", "on or off"}, {"BIT4", "on or off"}}}, [](bool bit3, bool bit4) {
                                 station().general_inputs[0] = bit3;
                                 station().general_inputs[1] = bit4;
                             });
     add_command<std::string, std::string>(
-        board, "file", "The text in a file of the unit, such as one in /sys", {{{"PATH", ""}, {"TEXT", ""}}},
+        board, "file", "The text in a file of the unit, such as one in /sys",
+        {{{"PATH", "As the unit knows it"}, {"TEXT", "A line end follows"}}},
         [](const std::string& path, const std::string& text) {
             std::FILE* const file = std::fopen((unit_root() + path).c_str(), "we");
             if (file == nullptr) {

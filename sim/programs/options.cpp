@@ -88,6 +88,8 @@ void add_what_to_show(CLI::App& app, options_t& options) {
     app.add_flag("--keep", options.keep,
                  "leave the unit running at the end, until Ctrl-C: on a terminal with keys for\nstates, "
                  "percentages, faults and buttons; say how else to poke it");
+    app.add_flag("--board", options.board,
+                 "no daemon and no scenario: a unit for unitctl alone, until Ctrl-C");
     app.add_flag("--serve", options.serve,
                  "run only the property engine and the notification service, at\nthe unit's own paths on "
                  "this machine (or below\nFWSTATUS_UNIT_ROOT), for a daemon started by hand");
@@ -111,6 +113,7 @@ void refuse_what_would_do_nothing(const CLI::App& app) {
         {"--press", {}},
         {"--release", {}},
         {"--web", {"--unit", "--fault", "--plain", "--flash-rate", "--mirror", "--mirror-columns"}},
+        {"--board", {"--unit"}},
         {"--serve", {"--unit", "--scenario", "--speed", "--plain"}},
         {"", {"--unit", "--scenario", "--fault", "--speed", "--pictures", "--plain", "--log", "--keep"}},
     };

@@ -20,6 +20,7 @@ struct options_t {
     bool serve = false;
     bool log = false;
     bool keep = false;
+    bool board = false;
     web_options_t web;
     std::optional<unsigned> press;  ///< a key of a unit that runs already
     std::optional<unsigned> release;

@@ -122,22 +122,44 @@ void play(const options_t& options, running_unit_t& running, sim::viewer_t& view
     viewer.show(duration);
 }
 
-void say_how_to_poke(sim::unit_t& unit) {
+// Commands that a unit of this kind understands; with a daemon, which holds its display.
+void say_how_to_poke(sim::unit_t& unit, bool with_daemon) {
+    const auto& kind = unit.definition();
     const auto place = "FWSTATUS_UNIT_ROOT=" + unit.root().path() + " ";
     const auto unitctl = place + sim::built_program("tools/unitctl", "unitctl-sim");
-    const auto propctl = place + sim::built_program("tools", "propctl-sim");
-    std::cout << "\nThe unit keeps running until Ctrl-C. To poke it:\n"
-              << "  " << propctl << " set /sys/fw_status/state fw_write\n"
-              << "  " << propctl << " set /sys/fw_status/progress 42\n"
-              << "  " << propctl << " monitor /sys/fw_status/state\n"
-              << "  " << place << sim::built_program("sim/programs", "unit_sim") << " --press 1\n"
-              << "  cat " << unit.root().file(std::string{zel::paths::www_directory} + "fw_status.xml")
-              << "\n"
-              << "  " << unitctl << " info\n"
-              << "  " << unitctl << " --force lcd text 3 \"by hand\" --show\n"
-              << "  " << unitctl << " press button 1   (then: --force buttons; a page station: press key 5)\n"
-              << "  " << unitctl << " --help\n"
-              << "  tail -f " << unit.root().file("/sim/log") << std::endl;
+    const auto held = unitctl + (with_daemon ? " --force" : "");
+    std::cout << "\nThe unit keeps running until Ctrl-C. To poke it:\n";
+    if (with_daemon) {
+        const auto propctl = place + sim::built_program("tools", "propctl-sim");
+        std::cout << "  " << propctl << " set /sys/fw_status/state fw_write\n"
+                  << "  " << propctl << " set /sys/fw_status/progress 42\n"
+                  << "  " << propctl << " monitor /sys/fw_status/state\n"
+                  << "  cat " << unit.root().file(std::string{zel::paths::www_directory} + "fw_status.xml")
+                  << "\n"
+                  << "  tail -f " << unit.root().file("/sim/log") << "\n";
+    }
+    std::cout << "  " << unitctl << " info\n";
+    if (kind.has_front_panel || kind.has_page_station) {
+        std::cout << "  " << held << " lcd text 1 \"by hand\" --show\n"
+                  << "  " << unitctl << (kind.has_front_panel ? " press button 1" : " press key 5") << "\n"
+                  << "  " << held << (kind.has_front_panel ? " buttons" : " keys") << " --watch\n";
+    }
+    if (kind.has_serial_panel) {
+        std::cout << "  " << held << " serial 42 --show\n";
+    }
+    std::cout << "  " << unitctl << " --help" << std::endl;
+}
+
+// A unit without a daemon: the commands of unitctl are the only ones on it.
+int keep_board(const options_t& options) {
+    auto builder = sim::unit_builder_t{options.unit};
+    builder.prepared_by([](sim::unit_t& unit) { unit.root().guardian().end_on_signals(); });
+    const auto unit = builder.without_notification_service().without_daemon().start();
+    std::cout << "unit_sim: " << unit->definition().name << " (" << unit->definition().description << ")\n";
+    say_how_to_poke(*unit, false);
+    for (;;) {
+        ::pause();
+    }
 }
 
 void keep_running(const options_t& options, running_unit_t& running) {
@@ -145,7 +167,7 @@ void keep_running(const options_t& options, running_unit_t& running) {
     const auto now = [&] {
         return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start);
     };
-    say_how_to_poke(running.unit);
+    say_how_to_poke(running.unit, true);
     if (running.live && ::isatty(STDIN_FILENO) != 0) {
         sim::viewer_t viewer{running.unit, running.display, options.scenario, true};
         sim::live_console_t console{running.unit, running.troubles};
@@ -282,6 +304,7 @@ int main(int argc, char** argv) {
             return run_web_unit(options.unit, options.plain, options.web);
         }
         return options.press || options.release ? move_key_of_running_unit(options)
+               : options.board                  ? keep_board(options)
                : options.serve                  ? serve(options)
                                                 : simulate(options);
     } catch (const std::exception& error) {

@@ -1,7 +1,6 @@
 // unitctl-sim: unitctl on a simulated unit, with what can be done to its board from outside.
 
 #include "platform/paths.h"
-#include "sim/board/keypad_setup.h"
 #include "sim/programs/board_commands.h"
 #include "sim/programs/board_view.h"
 #include "sim/root/system_path.h"
@@ -34,32 +33,35 @@ void make_unit(const std::string& name) {
     if (sim::find_unit(name) == nullptr) {
         throw refusal_t{"no unit \"" + name + "\"; see unit_sim --list-units"};
     }
-    sim::unit_builder_t builder{name};
-    if (builder.definition().has_page_station) {
-        builder.prepared_by(
-            [](sim::unit_t& unit) { sim::set_up_keypad(unit.root(), sim::keypad_setup_e::up_to_date); });
-    }
-    own_unit() = builder.without_notification_service().without_daemon().start();
+    own_unit() = sim::unit_builder_t{name}.without_notification_service().without_daemon().start();
+}
+
+/// How much of what devices did not understand needs no more words: all that others did to a unit before.
+std::size_t& told() {
+    static std::size_t characters = own_unit() ? 0 : sim::violations().size();
+    return characters;
 }
 
 void require_unit() {
     if (sim::unit_root().empty()) {
         throw refusal_t{"which unit? Give --unit NAME for one of its own, or FWSTATUS_UNIT_ROOT for one that "
-                        "unit_sim --keep runs"};
+                        "unit_sim --keep or --board runs"};
     }
+    told();
 }
 
-/// What devices did not understand since the last call, the same in a row on one line.
+/// What devices did not understand since the last call, the same in a row on one line; apart from the results
+/// where a daemon may be beside it that causes some as well.
 void print_violations() {
-    static std::size_t printed = 0;
     const auto all = sim::violations();
-    std::istringstream fresh{all.substr(std::min(printed, all.size()))};
-    printed = all.size();
+    std::istringstream fresh{all.substr(std::min(told(), all.size()))};
+    told() = all.size();
+    std::FILE* const output = own_unit() ? stdout : stderr;
     std::string last;
     std::size_t times = 0;
     const auto print_last = [&] {
         if (times != 0) {
-            std::printf(times == 1 ? "%s\n" : "%s x %zu\n", last.c_str(), times);
+            std::fprintf(output, times == 1 ? "%s\n" : "%s x %zu\n", last.c_str(), times);
         }
     };
     for (std::string line; std::getline(fresh, line); ++times) {

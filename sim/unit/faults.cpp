@@ -1,6 +1,7 @@
 #include "sim/unit/faults.h"
 
 #include "ipc/frame.h"
+#include "platform/paths.h"
 #include "sim/board/front_panel_block.h"
 #include "sim/board/keypad_setup.h"
 #include "sim/root/shared_state.h"
@@ -60,6 +61,10 @@ void stop_spi_later(unit_builder_t& builder) {
 template <keypad_setup_e setup>
 void arrange_keypad(unit_builder_t& builder) {
     builder.prepared_by([](unit_t& unit) { set_up_keypad(unit.root(), setup); });
+}
+
+void remove_keypad_image(unit_builder_t& builder) {
+    builder.prepared_by([](unit_t& unit) { unit.root().remove_file(zel::paths::keypad_firmware); });
 }
 
 void silence_module(unit_builder_t& builder) {
@@ -172,8 +177,8 @@ constexpr fault_t all_faults[]{
     {"panel-absent", "base-unit", "no front panel is plugged in", with_front_panel, unplug_panel},
     {"spi-stops-early", "base-unit", "the panel's SPI controller stops answering after the opening screen",
      with_front_panel, stop_spi_later, nullptr, nullptr, dark, dark},
-    {"keypad-up-to-date", "page-station", "the keypad controller holds the unit's image", with_page_station,
-     arrange_keypad<keypad_setup_e::up_to_date>},
+    {"keypad-no-image", "page-station", "the unit has no image for its keypad controller", with_page_station,
+     remove_keypad_image},
     {"keypad-outdated", "page-station", "the keypad controller holds an older firmware", with_page_station,
      arrange_keypad<keypad_setup_e::outdated>},
     {"keypad-blank", "page-station", "the keypad controller is erased", with_page_station,

@@ -1,6 +1,7 @@
 #include "sim/unit/unit.h"
 
 #include "platform/paths.h"
+#include "sim/board/keypad_setup.h"
 #include "sim/root/shared_state.h"
 
 #include <stdexcept>
@@ -49,6 +50,9 @@ unit_t::unit_t(const unit_definition_t& definition, serial_manners_t serial_mann
         serial_module_ = std::make_unique<serial_module_t>(shared_state<serial_display_t>("serial"),
                                                            std::move(serial_manners));
         serial_module_->connect(root_.file(zel::paths::serial_front_panel));
+    }
+    if (definition.has_page_station) {
+        set_up_keypad(root_, keypad_setup_e::up_to_date);
     }
     status_ = std::make_unique<status_watcher_t>(
         root_.file(std::string{zel::paths::www_directory} + "fw_status.xml"));

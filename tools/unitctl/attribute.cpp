@@ -5,12 +5,11 @@
 
 namespace tools::unitctl {
 
-void add_attribute_commands(CLI::App& app, session_t& session) {
+void add_attribute_commands(CLI::App& app, session_t& /*session*/) {
     auto& attribute = add_group(app, "attribute", "The kernel's attribute files, as the drivers use them");
     constexpr operand_t path{"PATH", "Such as /sys/class/gpio/gpio113/value"};
     add_command<std::string>(attribute, "read", "Prints the decimal number that a file begins with", {{path}},
-                             [&session](const std::string& file) {
-                                 session.open();
+                             [](const std::string& file) {
                                  const auto number = io::sysfs_file::read_integer(file);
                                  if (!number) {
                                      throw refusal_t{"there is no number in " + file};
@@ -20,8 +19,7 @@ void add_attribute_commands(CLI::App& app, session_t& session) {
     add_command<std::string, std::string>(
         attribute, "write", "Writes a text into a file; what the kernel says to it is not asked",
         {{path, {"TEXT", "As it is, without a line end"}}},
-        [&session](const std::string& file, const std::string& text) {
-            session.open();
+        [](const std::string& file, const std::string& text) {
             if (!io::sysfs_file::write(file, text)) {
                 throw refusal_t{"cannot open " + file};
             }

@@ -40,7 +40,7 @@ io::control_t& controller_with_fans(session_t& session) {
 }
 
 bool drive_fans(session_t& session, double celsius) {
-    if (std::isnan(celsius)) {
+    if (std::isnan(celsius) && !session.force) {
         throw refusal_t{"a temperature is a number"};
     }
     return controller_with_fans(session).set_fan_drive(celsius);
@@ -130,17 +130,17 @@ void add_controller_commands(CLI::App& app, session_t& session) {
                     session.open();
                     return io::control().initialise(true);
                 });
-    add_command<std::optional<bool>>(
-        controller, "enabled",
-        "Prints or sets the flag that the controllers of the platforms go by, in a script",
-        {{{"on|off", ""}}}, [&session](const std::optional<bool>& on) {
-            auto& driver = session.controller();
-            if (on) {
-                driver.set_enabled(*on);
-            } else {
-                std::puts(driver.enabled() ? "on" : "off");
-            }
-        });
+    add_command<std::optional<bool>>(controller, "enabled",
+                                     "Prints or sets, in a script, a flag that no driver looks at: it is for "
+                                     "controllers derived from this",
+                                     {{{"on|off", ""}}}, [&session](const std::optional<bool>& on) {
+                                         session.open();
+                                         if (on) {
+                                             io::control().set_enabled(*on);
+                                         } else {
+                                             std::puts(io::control().enabled() ? "on" : "off");
+                                         }
+                                     });
     add_command(controller, "revision", "Prints the hardware's revision", {}, [&session] {
         std::uint32_t revision = 0;
         const bool read = session.controller().get_hardware_revision(revision);

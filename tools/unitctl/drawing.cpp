@@ -37,9 +37,9 @@ constexpr std::array mode_names{
     mode_name_t{"top", io::drawing_mode::align_top},
     mode_name_t{"bottom", io::drawing_mode::align_bottom},
 };
-constexpr const char* mode_help =
-    "Joined by commas: inverse, no-wrap, no-wrap-at-bottom, left, right, centre, "
-    "every-line, top, bottom, middle; or plain";
+constexpr const char* mode_help = "Joined by commas: inverse, no-wrap, no-wrap-at-bottom, left, right, "
+                                  "centre, every-line (right and centre "
+                                  "do that anyway), top, bottom, middle; or plain";
 
 struct font_name_t {
     std::string_view name;
@@ -54,7 +54,7 @@ std::uint32_t mode_of(std::string_view text) {
         const auto word = text.substr(0, text.find(','));
         const auto* const found = std::ranges::find(mode_names, word, &mode_name_t::name);
         if (found == mode_names.end()) {
-            throw refusal_t{"there is no drawing mode \"" + std::string{word} + "\""};
+            throw CLI::ValidationError{"there is no drawing mode \"" + std::string{word} + "\""};
         }
         mode |= found->bits;
         text.remove_prefix(std::min(text.size(), word.size() + 1));
@@ -76,7 +76,7 @@ std::string name_of(std::uint32_t mode) {
 const io::font_t* font_of(std::string_view name) {
     const auto* const found = std::ranges::find(font_names, name, &font_name_t::name);
     if (found == font_names.end()) {
-        throw refusal_t{"there is no font \"" + std::string{name} + "\""};
+        throw CLI::ValidationError{"there is no font \"" + std::string{name} + "\""};
     }
     return found->font;
 }
@@ -125,6 +125,10 @@ void add_shapes(CLI::App& draw, session_t& session, const style_pointer_t& style
     using pattern_t = std::optional<std::uint16_t>;
     constexpr operand_t pattern{"PATTERN",
                                 "0xFFFF ink, 0 paper; high byte on even lines, low byte on odd ones"};
+    constexpr operand_t from_x{"X0", "0 to 239: left or right edge"};
+    constexpr operand_t from_y{"Y0", "0 to 63: upper or lower edge"};
+    constexpr operand_t to_x{"X1", "The opposite edge"};
+    constexpr operand_t to_y{"Y1", "The opposite edge"};
     add_command<int, int, pattern_t>(draw, "pixel", "Draws a point",
                                      {{{"X", "0 to 239"}, {"Y", "0 to 63"}, pattern}},
                                      [&session, style](int x, int y, const pattern_t& with) {
@@ -153,12 +157,12 @@ void add_shapes(CLI::App& draw, session_t& session, const style_pointer_t& style
             });
         });
     add_command<int, int, int, int>(
-        draw, "rectangle", "Draws an outline", {{{"X0", ""}, {"Y0", ""}, {"X1", ""}, {"Y1", ""}}},
+        draw, "rectangle", "Draws an outline", {{from_x, from_y, to_x, to_y}},
         [&session, style](int x0, int y0, int x1, int y1) {
             draw_styled(session, *style, [&](io::graphics_t& lcd) { lcd.rect_outline(x0, y0, x1, y1); });
         });
     add_command<int, int, int, int, pattern_t>(
-        draw, "fill", "Fills a rectangle", {{{"X0", ""}, {"Y0", ""}, {"X1", ""}, {"Y1", ""}, pattern}},
+        draw, "fill", "Fills a rectangle", {{from_x, from_y, to_x, to_y, pattern}},
         [&session, style](int x0, int y0, int x1, int y1, const pattern_t& with) {
             draw_styled(session, *style, [&](io::graphics_t& lcd) {
                 lcd.fill_rect(x0, y0, x1, y1, with.value_or(io::graphics_t::ink));

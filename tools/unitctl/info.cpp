@@ -144,7 +144,7 @@ void add_controller(facts_t& facts, session_t& session) {
     constexpr std::array keys{"fan_0", "fan_1"};
     constexpr std::array labels{"Fan 0", "Fan 1"};
     for (const int fan : {0, 1}) {
-        if (controller.get_fan_speed(fan, number) && number != 0) {
+        if (session.is_on(io::platform_tables::with_fans) && controller.get_fan_speed(fan, number)) {
             const auto at = static_cast<std::size_t>(fan);
             facts.push_back({keys.at(at), labels.at(at), static_cast<long>(number), " rpm"});
         }

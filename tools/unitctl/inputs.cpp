@@ -28,11 +28,18 @@ constexpr input_t bit4{"bit4", "Prints this input of a page station", [](session
                        }};
 constexpr session_t::platforms_t with_line{io::platform_tables::with_gpio_line};
 constexpr input_t gpio_status{
-    "status", "Prints the status that the line tells",
+    "status", "Prints the status input, from wherever this unit has it",
     [](session_t& session, bool& state) { return session.controller(with_line).get_gpio_status(state); }};
-constexpr input_t gpio_line{
-    "line", "Prints the line's level; off on platforms without it",
-    [](session_t& session, bool& state) { return session.controller(with_line).get_gpio_line(state); }};
+bool tells_level(session_t& session) {
+    return session.is_on(with_line) || session.is_on(io::platform_tables::with_input_level);
+}
+
+constexpr input_t gpio_line{"line", "Prints the level of the line", [](session_t& session, bool& state) {
+                                if (!tells_level(session) && !session.force) {
+                                    throw refusal_t{"this unit tells no level of the status input"};
+                                }
+                                return session.controller(with_line).get_gpio_line(state);
+                            }};
 
 bool print(session_t& session, const input_t& input, bool with_name = false) {
     bool state = false;
@@ -84,9 +91,12 @@ void add_input_commands(CLI::App& app, session_t& session) {
     add_input(inputs, session, bit3);
     add_input(inputs, session, bit4);
 
-    auto& gpio = add_group(app, "gpio", "The status line; by itself it prints both of its senses");
-    add_default(gpio,
-                [&session] { return print(session, gpio_status, true) && print(session, gpio_line, true); });
+    auto& gpio = add_group(
+        app, "gpio", "The status input; by itself it prints its line's level, too, where that can be read");
+    add_default(gpio, [&session] {
+        return print(session, gpio_status, true) &&
+               (!tells_level(session) || print(session, gpio_line, true));
+    });
     add_input(gpio, session, gpio_status);
     add_input(gpio, session, gpio_line);
 }

@@ -74,7 +74,8 @@ void check(session_t& session, const std::string& path) {
     static_cast<void>(read_image(path, wanted));
     const programming_t programming;
     io::issp_t issp{io::keypad_lines()};
-    require(issp.fXRESInitializeTargetForISSP(), "no keypad controller answers");
+    require(issp.fXRESInitializeTargetForISSP(),
+            "no keypad controller answers; one that is held in reset does not: keypad run on");
     const restart_t restart{issp};
     std::uint16_t sum = 0;
     require(issp.fVerifySiliconID(), "the controller on the lines is of another type");
@@ -120,8 +121,11 @@ void print_records(const std::string& path) {
     const auto file = open_image(path);
     io::ihex_record record;
     auto result = io::read_record(&record, file.get());
-    for (; result == io::ihex_result_e::success; result = io::read_record(&record, file.get())) {
-        io::print_record(record);
+    for (; result == io::ihex_result_e::success || result == io::ihex_result_e::empty_line;
+         result = io::read_record(&record, file.get())) {
+        if (result == io::ihex_result_e::success) {
+            io::print_record(record);
+        }
     }
     if (result != io::ihex_result_e::end_of_file) {
         throw refusal_t{"the next line of " + path + " is no record; hextool check tells why"};
@@ -155,11 +159,9 @@ void add_keypad_commands(CLI::App& app, session_t& session) {
                                             {{image}}, [&session](const std::optional<std::string>& path) {
                                                 return update(session, image_or_units(path));
                                             });
-    add_command<std::optional<std::string>>(keypad, "records", "Prints the records of an image", {{image}},
-                                            [&session](const std::optional<std::string>& path) {
-                                                session.open();
-                                                print_records(image_or_units(path));
-                                            });
+    add_command<std::optional<std::string>>(
+        keypad, "records", "Prints the records of an image", {{image}},
+        [](const std::optional<std::string>& path) { print_records(image_or_units(path)); });
     add_command(keypad, "reset", "Resets the controller", {}, [&session] { return reset(session); });
     add_command<bool>(keypad, "run", "Lets the controller run, or holds it in reset", {{{"on|off", ""}}},
                       [&session](bool on) { return session.page_station().set_keypad_run(on); });

@@ -17,7 +17,7 @@ int number_of(const std::string& text) {
     auto digits = text;
     static_cast<void>(decimal_unless_0x()(digits));
     if (!CLI::detail::lexical_cast(digits, number)) {
-        throw refusal_t{"\"" + text + "\" is no number"};
+        throw CLI::ValidationError{"\"" + text + "\" is no number"};
     }
     return number;
 }
@@ -28,9 +28,9 @@ bool shown(bool is_drawn) {
     return is_drawn;
 }
 
-void require_row(int row, bool is_page_stations) {
+void require_row(const session_t& session, int row, bool is_page_stations) {
     const int last = is_page_stations ? 2 : 3;
-    if (row < 0 || row > last) {
+    if ((row < 0 || row > last) && !session.force) {
         throw refusal_t{"the rows are 0 to " + std::to_string(last)};
     }
 }
@@ -126,15 +126,15 @@ bool start(session_t& session) {
 
 bool draw_text(session_t& session, int row, const std::string& text, bool centred) {
     const bool is_station = session.lcd_is_page_stations();
-    require_row(row, is_station);
+    require_row(session, row, is_station);
     return shown(is_station ? io::page_station().draw_text(row, text, centred)
                             : io::front_panel().draw_text_row(row, text, centred));
 }
 
 bool draw_progress(session_t& session, int row, int percent) {
     const bool is_station = session.lcd_is_page_stations();
-    require_row(row, is_station);
-    if (percent < 0 || percent > 100) {
+    require_row(session, row, is_station);
+    if ((percent < 0 || percent > 100) && !session.force) {
         throw refusal_t{"a percentage goes from 0 to 100"};
     }
     return shown(is_station ? io::page_station().draw_progress(row, percent)

@@ -47,14 +47,21 @@ value_t value_of(const std::array<named_t<value_t>, count>& all, const char* wha
     for (const auto& one : all) {
         choice += (choice.empty() ? "" : ", ") + std::string{one.name};
     }
-    throw refusal_t{std::string{what} + " is one of " + choice};
+    throw CLI::ValidationError{std::string{what} + " is one of " + choice};
 }
 
-/// Opens the port as it was left; nothing is set.
-void open(session_t& session, zel::serial_port& port) {
-    session.claim_display();
-    port.open(zel::system_path(zel::paths::serial_front_panel), O_NONBLOCK);
-}
+/// Which port the commands use, and how they open it: as it was left; nothing is set.
+struct line_t {
+    session_t& session;
+    std::string device{zel::paths::serial_front_panel};
+    bool waits = false;  ///< reads wait for bytes
+
+    void open(zel::serial_port& port) const {
+        session.claim_display();
+        port.open(zel::system_path(device), waits ? 0 : O_NONBLOCK);
+    }
+};
+using line_pointer_t = std::shared_ptr<const line_t>;
 
 void print_settings(const zel::serial_port& port) {
     termios line{};
@@ -97,10 +104,10 @@ bool receive(const zel::serial_port& port, double seconds) {
     return count != 0;
 }
 
-void add_settings(CLI::App& group, session_t& session) {
-    add_command(group, "settings", "Prints how the line is set", {}, [&session] {
+void add_settings(CLI::App& group, const line_pointer_t& line) {
+    add_command(group, "settings", "Prints how the line is set", {}, [line] {
         zel::serial_port port;
-        open(session, port);
+        line->open(port);
         print_settings(port);
     });
     using text_t = const std::string&;
@@ -111,13 +118,13 @@ void add_settings(CLI::App& group, session_t& session) {
           {"PARITY", "none, odd or even"},
           {"STOP", "1; 2, which stops the line, with --force alone"},
           {"FLOW", "none, software or hardware"}}},
-        [&session](text_t speed, text_t data, text_t parity, text_t stop, text_t flow) {
+        [line](text_t speed, text_t data, text_t parity, text_t stop, text_t flow) {
             const auto stop_bits = value_of(stops, "STOP", stop);
-            if (stop_bits == zel::stop_bits_e::two && !session.force) {
+            if (stop_bits == zel::stop_bits_e::two && !line->session.force) {
                 throw refusal_t{"with two stop bits the driver stops the line; --force does it all the same"};
             }
             zel::serial_port port;
-            open(session, port);
+            line->open(port);
             port.configure(value_of(speeds, "SPEED", speed), value_of(data_bits, "DATA", data),
                            value_of(parities, "PARITY", parity), stop_bits, value_of(flows, "FLOW", flow));
         });
@@ -131,56 +138,26 @@ void add_settings(CLI::App& group, session_t& session) {
           {"lines", "Input by lines, with echo", &zel::serial_port::set_canonical},
           {"processed", "Output is processed", &zel::serial_port::set_output_processing},
           {"unprocessed", "Output goes out as it is", &zel::serial_port::clear_output_processing}}) {
-        add_command(group, name, help, {}, [&session, change = make] {
+        add_command(group, name, help, {}, [line, change = make] {
             zel::serial_port port;
-            open(session, port);
+            line->open(port);
             (port.*change)();
         });
     }
     add_command<int>(
         group, "timeout",
         "Writes what the driver takes for a read time-out: control characters 6 and 8, no time-out on Linux",
-        {{{"MS", "0 to 25500, in steps of 100"}}}, [&session](int milliseconds) {
-            if (milliseconds < 0 || milliseconds > 25'500) {
+        {{{"MS", "0 to 25500, in steps of 100"}}}, [line](int milliseconds) {
+            if ((milliseconds < 0 || milliseconds > 25'500) && !line->session.force) {
                 throw refusal_t{"a time-out goes from 0 to 25500 ms"};
             }
             zel::serial_port port;
-            open(session, port);
+            line->open(port);
             port.set_read_timeout(milliseconds);
         });
 }
 
-}  // namespace
-
-void add_port_commands(CLI::App& app, session_t& session) {
-    auto& group = add_group(app, "port", "The serial port under the serial front panel, by itself");
-    add_settings(group, session);
-    add_command<std::optional<int>>(
-        group, "break", "Sends a break",
-        {{{"DURATION", "As the system counts it; 0, the default, is 0.25 to 0.5 s"}}},
-        [&session](const std::optional<int>& duration) {
-            zel::serial_port port;
-            open(session, port);
-            port.send_break(duration.value_or(0));
-        });
-    add_command<std::string>(group, "text", "Sends a text", {{{"TEXT", "Byte by byte, without a line end"}}},
-                             [&session](const std::string& text) {
-                                 zel::serial_port port;
-                                 open(session, port);
-                                 port.write(text.c_str(), -1);
-                             });
-    const auto for_output = std::make_shared<bool>(false);
-    add_command<std::optional<double>>(
-        group, "wait", "Waits for the line as the driver does: the whole time, and finds nothing ready",
-        {{{"SECONDS", "How long (1)"}}},
-        [&session, for_output](const std::optional<double>& seconds) {
-            zel::serial_port port;
-            open(session, port);
-            double left_ms = seconds.value_or(1) * 1000;
-            const bool ready = port.wait(left_ms, !*for_output, *for_output);
-            std::printf("%s, %.0f ms left\n", ready ? "ready" : "not ready", left_ms);
-        })
-        .add_flag("--output", *for_output, "For room to send rather than for bytes that come");
+void add_transfers(CLI::App& group, const line_pointer_t& line) {
     struct sending_t {
         std::optional<double> answer_seconds;
     };
@@ -188,10 +165,10 @@ void add_port_commands(CLI::App& app, session_t& session) {
     auto& send = add_command<std::vector<std::uint8_t>>(
         group, "send", "Sends bytes",
         {{{"BYTE", "0 to 255; 0x95 asks a panel's module whether it is there"}}},
-        [&session, sending](const std::vector<std::uint8_t>& bytes) {
+        [line, sending](const std::vector<std::uint8_t>& bytes) {
             static_cast<void>(time_limit(sending->answer_seconds));
             zel::serial_port port;
-            open(session, port);
+            line->open(port);
             port.write(bytes.data(), static_cast<std::ptrdiff_t>(bytes.size()));
             return !sending->answer_seconds || receive(port, *sending->answer_seconds);
         });
@@ -200,11 +177,52 @@ void add_port_commands(CLI::App& app, session_t& session) {
                     "Seconds for the answer, 0.001 to 86400; it is printed. Status 1: there is none");
     add_command<std::optional<double>>(group, "receive", "Prints the bytes that come",
                                        {{{"SECONDS", "How long to wait for them (1)"}}},
-                                       [&session](const std::optional<double>& seconds) {
+                                       [line](const std::optional<double>& seconds) {
                                            zel::serial_port port;
-                                           open(session, port);
+                                           line->open(port);
                                            static_cast<void>(receive(port, seconds.value_or(1)));
                                        });
+}
+
+}  // namespace
+
+void add_port_commands(CLI::App& app, session_t& session) {
+    auto& group = add_group(app, "port", "The serial port under the serial front panel, by itself");
+    const auto line = std::make_shared<line_t>(line_t{session});
+    group.add_option("--device", line->device, "Another serial port than the panel's");
+    group.add_flag("--waiting", line->waits, "Open it so that what receives waits for the first byte");
+    add_settings(group, line);
+    add_transfers(group, line);
+    add_command<std::optional<int>>(
+        group, "break", "Sends a break",
+        {{{"DURATION", "As the system counts it; 0, the default, is 0.25 to 0.5 s"}}},
+        [line](const std::optional<int>& duration) {
+            zel::serial_port port;
+            line->open(port);
+            port.send_break(duration.value_or(0));
+        });
+    add_command<std::string>(group, "text", "Sends a text", {{{"TEXT", "Byte by byte, without a line end"}}},
+                             [line](const std::string& text) {
+                                 zel::serial_port port;
+                                 line->open(port);
+                                 port.write(text.c_str(), -1);
+                             });
+    struct ready_t {
+        bool input = false;
+        bool output = false;
+    };
+    const auto ready = std::make_shared<ready_t>();
+    auto& wait = add_command<std::optional<double>>(
+        group, "wait", "Waits for the line as the driver does: the whole time, and finds nothing ready",
+        {{{"SECONDS", "How long (1)"}}}, [line, ready](const std::optional<double>& seconds) {
+            zel::serial_port port;
+            line->open(port);
+            double left_ms = seconds.value_or(1) * 1000;
+            const bool is_ready = port.wait(left_ms, ready->input || !ready->output, ready->output);
+            std::printf("%s, %.0f ms left\n", is_ready ? "ready" : "not ready", left_ms);
+        });
+    wait.add_flag("--input", ready->input, "For bytes that come, as without any of these");
+    wait.add_flag("--output", ready->output, "For room to send");
 }
 
 }  // namespace tools::unitctl

@@ -87,7 +87,7 @@ std::byte* spi_at(session_t& session, const std::string& text) {
 void transfer(session_t& session, const std::string& text, io::spi_t& spi, bool reads,
               const std::vector<std::uint16_t>& words) {
     auto* const registers = spi_at(session, text);
-    if (words.size() > spi.transmit.size() || spi.bit_count > 16 * spi.receive.size()) {
+    if (words.size() > spi.transmit.size() || (spi.bit_count > 16 * spi.receive.size() && !session.force)) {
         throw refusal_t{"a transfer has sixteen words at most"};
     }
     session.claim_display();
@@ -98,7 +98,7 @@ void transfer(session_t& session, const std::string& text, io::spi_t& spi, bool 
     if (!reads) {
         return;
     }
-    for (std::size_t i = 0; i < (spi.bit_count + 15) / 16; ++i) {
+    for (std::size_t i = 0; i < std::min<std::size_t>((spi.bit_count + 15) / 16, spi.receive.size()); ++i) {
         std::printf("%s%04x", i == 0 ? "" : " ", spi.receive.at(i));
     }
     std::puts("");

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <string_view>
 
 namespace tools::unitctl {
 
@@ -56,7 +57,7 @@ class restored_settings_t {
 /// letter. Numbers may begin with a "-".
 bool is_no_option(const std::string& word) {
     return word.size() > 1 && word[0] == '-' && word[1] != '-' && word != "-h" &&
-           (word[1] < '0' || word[1] > '9');
+           std::string_view{"0123456789."}.find(word[1]) == std::string_view::npos;
 }
 
 /// The commands that may stand behind the words given, when these are such as "alert" and not a command yet.
@@ -78,7 +79,7 @@ int runner_t::run(const words_t& words) {
     const auto end_of_options = std::ranges::find(words, "--");
     const auto strange = std::find_if(words.begin(), end_of_options, is_no_option);
     if (strange != end_of_options) {
-        return report(bad_usage, *strange + R"( is no option; a text that begins with "-" goes behind "--")");
+        return report_no_option(*strange);
     }
     const restored_settings_t restored{session_};
     CLI::App app{description, "unitctl"};
@@ -97,6 +98,9 @@ int runner_t::parse(CLI::App& app, const words_t& words) {
         const auto unknown = app.remaining(true);
         const bool is_required = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
         if (is_required && !unknown.empty()) {
+            if (unknown.front().starts_with('-')) {
+                return report_no_option(unknown.front());
+            }
             return report(bad_usage, "no command \"" + unknown.front() + "\" here; see --help");
         }
         if (const auto choice = commands_below(app); !choice.empty() && is_required) {
@@ -107,6 +111,10 @@ int runner_t::parse(CLI::App& app, const words_t& words) {
     } catch (const std::exception& error) {
         return report(refused, error.what());
     }
+}
+
+int runner_t::report_no_option(const std::string& word) const {
+    return report(bad_usage, word + R"( is no option; a text that begins with "-" goes behind "--")");
 }
 
 int runner_t::report(int status, const std::string& text) const {
@@ -191,11 +199,17 @@ void runner_t::run_script(const std::string& path) {
 runner_t::words_t runner_t::split(const std::string& line) {
     words_t words;
     bool in_word = false;
+    bool is_escaped = false;
     char quote = '\0';
     for (const char character : line) {
         const bool is_space = character == ' ' || character == '\t' || character == '\r';
         if (quote != '\0') {
-            if (character == quote) {
+            if (is_escaped) {
+                words.back() += character == 'n' ? '\n' : character;
+                is_escaped = false;
+            } else if (character == '\\' && quote == '"') {
+                is_escaped = true;
+            } else if (character == quote) {
                 quote = '\0';
             } else {
                 words.back() += character;

@@ -34,7 +34,8 @@ class runner_t {
     /// @return the exit status; of a script the highest of its commands'.
     [[nodiscard]] int run(const words_t& words);
 
-    /// The words of a line of a script. Throws `refusal_t` for a quotation mark without its fellow.
+    /// The words of a line of a script. Within double quotation marks \n is a line end, and \ before
+    /// another character leaves that as it is. Throws `refusal_t` for a quotation mark without its fellow.
     [[nodiscard]] static words_t split(const std::string& line);
 
   private:
@@ -42,6 +43,7 @@ class runner_t {
     [[nodiscard]] int parse(CLI::App& app, const words_t& words);
     void run_script(const std::string& path);
     [[nodiscard]] int report(int status, const std::string& text) const;
+    [[nodiscard]] int report_no_option(const std::string& word) const;
 
     extension_t extension_;
     session_t session_;

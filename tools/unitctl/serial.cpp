@@ -67,11 +67,11 @@ void add_serial_commands(CLI::App& app, session_t& session) {
     serial.callback([&session, options] {
         constexpr auto sweep_period = 50ms;
         constexpr std::int32_t highest = 999;
-        if (options->percent && (*options->percent < 0 || *options->percent > highest)) {
+        if (options->percent && (*options->percent < 0 || *options->percent > highest) && !session.force) {
             throw refusal_t{"the digits show 0 to 999"};
         }
         const bool done = options->animate   ? animate(session, options->animate, options->percent)
-                          : options->percent ? session.serial_panel().draw_progress(*options->percent)
+                          : options->percent ? session.serial_panel().set_progress(*options->percent)
                           : options->sweep   ? sweep(session, sweep_period)
                           : options->clear   ? session.serial_panel().clear()
                                              : session.close_serial_panel();
