@@ -139,6 +139,11 @@ TEST_F(ipc_server, clients_are_served_side_by_side_and_leave_nothing_behind) {
         EXPECT_TRUE(diary_becomes(diary += "-"));
         second.say("still here");
         EXPECT_TRUE(diary_becomes(diary += "still here"));
+        std::string begin(5, '\0');
+        EXPECT_TRUE(second.wait_readable(1000));
+        EXPECT_EQ(second.receive(begin.data(), begin.size()), 5);
+        EXPECT_EQ(begin + second.read_available(), "still here");
+        EXPECT_EQ(second.receive(begin.data(), begin.size()), 0);
         second.close();
         EXPECT_TRUE(diary_becomes(diary += "-"));
         EXPECT_TRUE(round == 0 || sim::wait_until([&] { return descriptors() == open; }));
