@@ -22,6 +22,9 @@ using std::chrono::steady_clock;
 // And of looks at signals.
 constexpr milliseconds between_redraws{200};
 constexpr milliseconds start_spread{1000};
+// Units whose time comes within this are asked together: a waking for each of a thousand costs more than
+// asking it.
+constexpr milliseconds between_wakings{50};
 
 int signal_descriptor() {
     const auto set = ending_signals();
@@ -199,7 +202,8 @@ bool fleet_t::run() {
         wake_sleepers();
         start_uploads();
         const auto soon = steady_clock::now() + between_redraws;
-        transfers_.run(sleepers_.empty() ? soon : std::min(soon, sleepers_.begin()->first));
+        transfers_.run(sleepers_.empty() ? soon
+                                         : std::min(soon, std::max(sleepers_.begin()->first, wakes_again_)));
         signalfd_siginfo signal{};
         if (::read(signals_, &signal, sizeof signal) == sizeof signal) {
             cancel();
@@ -217,6 +221,10 @@ bool fleet_t::run() {
 
 void fleet_t::wake_sleepers() {
     const auto now = steady_clock::now();
+    if (now < wakes_again_) {
+        return;
+    }
+    wakes_again_ = now + between_wakings;
     while (!sleepers_.empty() && sleepers_.begin()->first <= now) {
         auto* const member = sleepers_.begin()->second;
         sleepers_.erase(sleepers_.begin());

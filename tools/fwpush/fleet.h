@@ -84,6 +84,7 @@ class fleet_t {
     std::vector<std::unique_ptr<member_t>> members_;
     std::unique_ptr<display_t> display_;
     std::multimap<time_point_t, member_t*> sleepers_;
+    time_point_t wakes_again_;       // not before
     std::deque<member_t*> waiting_;  // for their turn to upload
     unsigned uploads_ = 0;
     std::size_t running_ = 0;  // units without an outcome
