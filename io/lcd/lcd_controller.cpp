@@ -76,9 +76,7 @@ bool run(std::span<const lcd_command_t> sequence) {
         if (!send_command(step.code, std::span{step.data}.first(step.data_count))) {
             return false;
         }
-        if (step.pause > 0ms) {
-            std::this_thread::sleep_for(step.pause);
-        }
+        std::this_thread::sleep_for(step.pause);
         return true;
     });
 }

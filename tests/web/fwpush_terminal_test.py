@@ -117,7 +117,8 @@ class Terminal(ImageTestCase):
         self.assertEqual((asked, b"secret" in printed, echoes, status_given),
                          (b"Password of op on the units: ", False, True, 0), seen)
         self.assertEqual(unit.received, IMAGE)
-        self.assertEqual(answer(b"sec\x03")[1:], (True, -signal.SIGINT))
+        for key, number in ((b"\x03", signal.SIGINT), (b"\x1c", signal.SIGQUIT)):
+            self.assertEqual(answer(b"sec" + key)[1:], (True, -number))
 
     def pictures(self, rows, columns, units):
         """What fwpush draws on a terminal of that size, each picture a list of lines; what it prints below; its end."""
