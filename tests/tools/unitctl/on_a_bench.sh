@@ -41,6 +41,7 @@ try() {
 # put_up KIND
 put_up() {
     kind=$1
+    : >"$work/said"  # not what the last one said
     "$unit_sim" --board --unit "$kind" >"$work/said" 2>&1 </dev/null &
     simulator=$!
     for _ in $(seq 200); do
