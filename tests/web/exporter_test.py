@@ -361,7 +361,8 @@ def socket_count(pid, port):
         except OSError:
             pass
     lines = [line.split() for line in pathlib.Path("/proc/net/tcp").read_text().splitlines()[1:]]
-    return sum(line[2] == f"0100007F:{port:04X}" and line[3] == "01" and line[9] in inodes for line in lines)
+    # The table is read in pieces, and what changes meanwhile may be listed more than once.
+    return len({line[9] for line in lines if line[2] == f"0100007F:{port:04X}" and line[3] == "01"} & inodes)
 
 
 if __name__ == "__main__":
