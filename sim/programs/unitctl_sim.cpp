@@ -36,7 +36,8 @@ void make_unit(const std::string& name) {
     own_unit() = sim::unit_builder_t{name}.without_notification_service().without_daemon().start();
 }
 
-/// How much of what devices did not understand needs no more words: all that others did to a unit before.
+/// Up to which character `sim::violations` has been told; what others caused before this process counts as
+/// told.
 std::size_t& told() {
     static std::size_t characters = own_unit() ? 0 : sim::violations().size();
     return characters;

@@ -30,6 +30,7 @@ constexpr session_t::platforms_t with_line{io::platform_tables::with_gpio_line};
 constexpr input_t gpio_status{
     "status", "Prints the status input, from wherever this unit has it",
     [](session_t& session, bool& state) { return session.controller(with_line).get_gpio_status(state); }};
+
 bool tells_level(session_t& session) {
     return session.is_on(with_line) || session.is_on(io::platform_tables::with_input_level);
 }
